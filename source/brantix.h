@@ -1,0 +1,24 @@
+// The front end: command line, command file, run result, usage texts, and the
+// command type entry points it dispatches to.
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+extern const std::string APP_NAME;
+extern const std::string APP_VERSION;
+
+// Builds the settings object from the command line and the command file.
+void GetAppParameters(unsigned int argc, const char** argv, Json::Value& settings);
+// Prints the brief usage text (false) or the verbose help (true).
+void DisplayUsage(bool verbose);
+// Completes the summary's "_cmd" record, writes the summary file and returns rc.
+int LogResult(Json::Value& summary, int rc, const std::string& message, const std::string& file);
+
+// Command types; each returns the run's return code.
+int Read(Json::Value& settings);
+int SelfTest(const Json::Value& settings);
+int Sanitize(Json::Value& settings);
+int Format(Json::Value& settings);
+int Update(Json::Value& settings);

@@ -1,0 +1,1 @@
+// Identify Namespace decoding.

@@ -1,0 +1,1 @@
+#include "nvme_admin_command.h"

@@ -1,0 +1,25 @@
+// The one path by which admin commands reach a drive.
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+#include "orka_linux.h"
+
+// Sends one admin command through the Linux NVMe pass-through ioctl. Returns 0
+// when the kernel accepted it (a positive NVMe status counts as accepted) or
+// the errno of a failed ioctl. Appends a command record to each list that is
+// not a null JSON value.
+int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid, int cdw10, int cdw11, int cdw12,
+                        int cdw13, int cdw14, int cdw15, int data_len, unsigned char* data, unsigned int* result,
+                        Json::Value& commands, Json::Value& more_commands, bool allowed);
+
+namespace orka {
+
+int NvmeAdminCommand(NVME_ID fd, const std::string& name, Json::Value& commands, Json::Value& more_commands,
+                     unsigned short opcode, unsigned int nsid, unsigned int cdw10, unsigned int cdw11,
+                     unsigned int cdw12, unsigned int cdw13, unsigned int cdw14, unsigned int cdw15,
+                     unsigned char* data, unsigned int* result, unsigned int data_len, bool allowed);
+
+}  // namespace orka

@@ -1,0 +1,1 @@
+#include "orka_nvme.h"
