@@ -1,0 +1,90 @@
+#include "support/brantix_run.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace testing_support {
+
+namespace {
+
+std::vector<std::string> SplitLines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+}  // namespace
+
+std::string RunResult::Read(const std::string& name) const {
+    std::ifstream in(dir / name, std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+std::vector<std::string> RunResult::Lines(const std::string& name) const { return SplitLines(Read(name)); }
+
+std::vector<std::string> RunResult::ConsoleLines() const { return SplitLines(console); }
+
+std::filesystem::path MakeTempDir(const std::string& label) {
+    std::string pattern = (std::filesystem::temp_directory_path() / ("brantix-" + label + "-XXXXXX")).string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("mkdtemp failed for " + pattern);
+    }
+    return pattern;
+}
+
+RunResult RunBrantix(const RunOptions& options) {
+    RunResult result;
+    result.dir = MakeTempDir("run");
+    for (const auto& [name, content] : options.files) {
+        std::ofstream(result.dir / name, std::ios::binary) << content;
+    }
+    int pipe_fds[2];
+    if (pipe(pipe_fds) != 0) {
+        throw std::runtime_error("pipe failed");
+    }
+    const pid_t child = fork();
+    if (child < 0) {
+        throw std::runtime_error("fork failed");
+    }
+    if (child == 0) {
+        close(pipe_fds[0]);
+        dup2(pipe_fds[1], STDOUT_FILENO);
+        dup2(pipe_fds[1], STDERR_FILENO);
+        close(pipe_fds[1]);
+        if (chdir(result.dir.c_str()) != 0) {
+            _exit(126);
+        }
+        for (const auto& [key, value] : options.env) {
+            setenv(key.c_str(), value.c_str(), 1);
+        }
+        std::vector<const char*> argv{BRANTIX_BINARY};
+        for (const auto& arg : options.args) {
+            argv.push_back(arg.c_str());
+        }
+        argv.push_back(nullptr);
+        execv(BRANTIX_BINARY, const_cast<char* const*>(argv.data()));
+        _exit(127);
+    }
+    close(pipe_fds[1]);
+    char buffer[4096];
+    for (ssize_t got; (got = read(pipe_fds[0], buffer, sizeof buffer)) > 0;) {
+        result.console.append(buffer, static_cast<size_t>(got));
+    }
+    close(pipe_fds[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+}
+
+}  // namespace testing_support

@@ -1,0 +1,37 @@
+// Runs the built brantix binary in a directory of its own and collects what
+// a user would see: exit code, console text and the files it left.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace testing_support {
+
+struct RunOptions {
+    std::vector<std::string> args;
+    // Extra environment variables for the child.
+    std::map<std::string, std::string> env;
+    // Files to create in the working directory before the run (name -> content).
+    std::map<std::string, std::string> files;
+};
+
+struct RunResult {
+    int exit_code = -1;
+    std::string console;  // standard output and standard error, interleaved
+    std::filesystem::path dir;
+
+    bool Exists(const std::string& name) const { return std::filesystem::exists(dir / name); }
+    std::string Read(const std::string& name) const;
+    std::vector<std::string> Lines(const std::string& name) const;
+    std::vector<std::string> ConsoleLines() const;
+};
+
+// A fresh, empty directory under the system's temporary directory.
+std::filesystem::path MakeTempDir(const std::string& label);
+
+// Runs BRANTIX_BINARY with `options` in a fresh temporary directory.
+RunResult RunBrantix(const RunOptions& options);
+
+}  // namespace testing_support
