@@ -126,7 +126,7 @@ Answer Identify(const Drive& drive, AdminCommand& command) {
 }
 
 Bytes SelfTestLog(const Drive& drive, const Json::Value& state) {
-    Bytes image = drive.logs.count(0x06) != 0 ? drive.logs.at(0x06) : Bytes(564, 0);
+    Bytes image = drive.logs.count(0x06) != 0 ? drive.logs.at(0x06) : EmptySelfTestLog();
     image.resize(564, 0);
     const Json::Value& running = state["self-test"];
     if (running.isObject()) {

@@ -126,9 +126,13 @@ void WritePciFiles(const std::string& dir, const PciFunction& pci, bool upstream
 void BuildTree(Simulation& sim) {
     const Profile& profile = *sim.profile;
     sim.root =
-        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("1\n" + profile.text));
-    sim.owned = {"/sys/block", "/sys/class/nvme", "/sys/class/dmi/id/bios_version",
-                 "/sys/class/dmi/id/board_vendor", "/sys/class/dmi/id/product_name"};
+        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("2\n" + profile.text));
+    sim.owned = {"/sys/block",
+                 "/sys/class/nvme",
+                 "/sys/class/nvme-subsystem",
+                 "/sys/class/dmi/id/bios_version",
+                 "/sys/class/dmi/id/board_vendor",
+                 "/sys/class/dmi/id/product_name"};
     for (const auto& drive : profile.drives) {
         const std::string tree =
             "/sys/devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address;
@@ -143,6 +147,7 @@ void BuildTree(Simulation& sim) {
     const std::string build = sim.root + ".build-" + std::to_string(getpid());
     MakeDirs(build + "/sys/block");
     MakeDirs(build + "/sys/class/nvme");
+    MakeDirs(build + "/sys/class/nvme-subsystem");
     MakeDirs(build + "/sys/class/dmi/id");
     MakeDirs(build + "/sys/bus/pci/devices");
     WriteFile(build + "/sys/class/dmi/id/bios_version", profile.host.bios_version + "\n");
@@ -164,6 +169,28 @@ void BuildTree(Simulation& sim) {
         WriteFile(controller + "/model", model);
         WriteFile(controller + "/serial", drive.IdentifyText(4, 20) + "\n");
         WriteFile(controller + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
+        // What a general NVMe client looks for to place the controller in a
+        // subsystem.
+        std::string nqn = drive.IdentifyText(768, 256);
+        if (nqn.empty()) {
+            nqn = "nqn.2014.08.org.nvmexpress:" + drive.pci.vendor.substr(2) + drive.pci.vendor.substr(2) +
+                  drive.IdentifyText(4, 20) + drive.IdentifyText(24, 40);
+        }
+        WriteFile(controller + "/subsysnqn", nqn + "\n");
+        WriteFile(controller + "/transport", "pcie\n");
+        WriteFile(controller + "/state", "live\n");
+        WriteFile(controller + "/cntlid",
+                  std::to_string(drive.identify_controller[78] | drive.identify_controller[79] << 8) + "\n");
+        const std::string subsystem =
+            build + "/sys/class/nvme-subsystem/nvme-subsys" + std::to_string(drive.controller);
+        MakeDirs(subsystem);
+        WriteFile(subsystem + "/subsysnqn", nqn + "\n");
+        WriteFile(subsystem + "/model", model);
+        WriteFile(subsystem + "/serial", drive.IdentifyText(4, 20) + "\n");
+        WriteFile(subsystem + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
+        WriteFile(subsystem + "/subsystype", "nvm\n");
+        WriteFile(subsystem + "/iopolicy", "numa\n");
+        symlink(("../../nvme/" + name).c_str(), (subsystem + "/" + name).c_str());
         const std::string port = "devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address;
         WritePciFiles(build + "/sys/" + port, drive.upstream, true);
         WritePciFiles(build + "/sys/" + port + "/" + drive.pci.address, drive.pci, false);

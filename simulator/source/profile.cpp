@@ -491,8 +491,12 @@ Bytes EncodeLog(unsigned lid, const Json::Value& source, const std::string& wher
     } else if (lid == 0x03) {
         EncodeFields(source, FIRMWARE_SLOT, image, 0, where);
     } else if (lid == 0x06) {
-        image.resize(564, 0);
+        image = EmptySelfTestLog();
         EncodeExcept(source, SELF_TEST_HEADER, image, 0, where, {"entries"});
+        // Entries the profile gives start from zero; the rest stay unused.
+        for (Json::ArrayIndex i = 0; i < source["entries"].size() && i < 20; ++i) {
+            image[4 + 28 * i] = 0;
+        }
         EncodeArray(source, "entries", SELF_TEST_ENTRY, image, 4, 28, 20, where);
     } else if (lid == 0x81) {
         EncodeFields(source, SANITIZE_STATUS, image, 0, where);
@@ -635,6 +639,14 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
 }
 
 }  // namespace
+
+Bytes EmptySelfTestLog() {
+    Bytes image(564, 0);
+    for (size_t entry = 0; entry < 20; ++entry) {
+        image[4 + 28 * entry] = 0x0F;  // result Fh: entry not used
+    }
+    return image;
+}
 
 std::string Fault::Key() const {
     return std::to_string(opcode) + "/" + std::to_string(log) + "/" + std::to_string(feature) + "/" +

@@ -104,6 +104,9 @@ Profile ParseProfile(const std::string& text, const std::string& path);
 // Entries "open=<errno>" and "vanish=<count>" apply to every drive.
 void ParseFaults(const std::string& text, std::vector<Fault>& faults, int& open_error, int& vanish_after);
 
+// A self-test log with no current operation and every result entry unused.
+Bytes EmptySelfTestLog();
+
 // Field encoding, exposed for tests: writes `value` into `image`.
 struct Field {
     const char* name;
