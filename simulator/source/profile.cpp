@@ -699,7 +699,9 @@ void EncodeFields(const Json::Value& source, const std::vector<Field>& table, By
         }
         const std::string at = where + "." + name;
         const size_t offset = base + field->offset;
-        Require(image, offset + field->size);
+        // Byte strings may be shorter than their field; in a structure of
+        // variable length (event data) they end the structure.
+        Require(image, offset + (field->kind == Field::kBytes ? 0 : field->size));
         const Json::Value& value = source[name];
         if (field->kind == Field::kAscii || field->kind == Field::kAsciiNul) {
             const std::string text = value.asString();
@@ -715,6 +717,7 @@ void EncodeFields(const Json::Value& source, const std::vector<Field>& table, By
             if (bytes.size() > field->size) {
                 throw ProfileError(at + ": longer than " + std::to_string(field->size) + " bytes");
             }
+            Require(image, offset + bytes.size());
             std::copy(bytes.begin(), bytes.end(), image.begin() + static_cast<long>(offset));
         } else {
             Wide number = ParseNumber(value, at);
