@@ -2,6 +2,7 @@
 #pragma once
 
 #include <json/json.h>
+#include <linux/nvme_ioctl.h>
 
 #include <string>
 
@@ -11,11 +12,19 @@
 // when the kernel accepted it (a positive NVMe status counts as accepted) or
 // the errno of a failed ioctl. Appends a command record to each list that is
 // not a null JSON value.
-int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid, int cdw10, int cdw11, int cdw12,
-                        int cdw13, int cdw14, int cdw15, int data_len, unsigned char* data, unsigned int* result,
-                        Json::Value& commands, Json::Value& more_commands, bool allowed);
+int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid, int cdw10, int cdw11,
+                        int cdw12, int cdw13, int cdw14, int cdw15, int data_len, unsigned char* data,
+                        unsigned int* result, Json::Value& commands, Json::Value& more_commands,
+                        bool allowed);
 
 namespace orka {
+
+// Zeroes the kernel's command block and sets only the opcode (low byte), the
+// namespace, the buffer address and length and command dwords 10 to 15. The
+// timeout stays 0 so the driver's default admin timeout applies.
+void BuildAdminCommand(nvme_admin_cmd& cmd, unsigned short opcode, unsigned int nsid, unsigned int cdw10,
+                       unsigned int cdw11, unsigned int cdw12, unsigned int cdw13, unsigned int cdw14,
+                       unsigned int cdw15, unsigned char* data, unsigned int data_len);
 
 int NvmeAdminCommand(NVME_ID fd, const std::string& name, Json::Value& commands, Json::Value& more_commands,
                      unsigned short opcode, unsigned int nsid, unsigned int cdw10, unsigned int cdw11,

@@ -1,14 +1,23 @@
-// Linux host platform: drive discovery, device handles and directories.
+// Linux host platform: drive discovery, device handles, directories and host facts.
 #include "orka_linux.h"
 
 #include <fcntl.h>
+#include <limits.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <map>
+#include <sstream>
 
 #include "orka.h"
+#include "orka_nvme.h"
 
 namespace orka {
 
@@ -49,11 +58,17 @@ NVME_ID GetNvmeId(std::string path, bool /*flag*/) {
     throw OrkaError("Failed to open file descriptor for NVME drive '" + path + "'");
 }
 
-void CloseNvmeId(NVME_ID id) { close(id); }
+void CloseNvmeId(NVME_ID id) {
+    close(id);
+}
 
-int SetHighPriority() { return 1; }
+int SetHighPriority() {
+    return 1;
+}
 
-int SetTimerResolution(unsigned int /*milliseconds*/) { return 1; }
+int SetTimerResolution(unsigned int /*milliseconds*/) {
+    return 1;
+}
 
 int MakeDirectoryTree(const std::string& path) {
     if (mkdir(path.c_str(), 0755) == 0) {
@@ -72,6 +87,310 @@ int MakeDirectoryTree(const std::string& path) {
         return mkdir(path.c_str(), 0755);
     }
     return error;
+}
+
+// ---------------------------------------------------------------------------
+// Host facts
+// ---------------------------------------------------------------------------
+
+namespace {
+
+const std::string PCI_DEVICES = "/sys/bus/pci/devices/";
+
+bool AllDigits(const std::string& text) {
+    if (text.empty()) {
+        return false;
+    }
+    for (const char c : text) {
+        if (!std::isdigit(static_cast<unsigned char>(c))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool StartsWith(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// The first line of a sysfs file with surrounding blanks removed; "N/A" stays "N/A".
+std::string ReadTrimmed(const std::string& path) {
+    std::string text = GetLinuxInfo(path);
+    Trim(text);
+    return text;
+}
+
+std::string ReadUpper(const std::string& path) {
+    std::string text = ReadTrimmed(path);
+    if (text != "N/A") {
+        UpperCase(text);
+    }
+    return text;
+}
+
+// The text between the first two double quotes of the first line of an
+// os-release file that begins with `key`; "N/A" when there is no such line or
+// it holds fewer than two quotes.
+std::string QuotedValue(const std::string& path, const std::string& key) {
+    std::ifstream in(path);
+    if (!in) {
+        return "N/A";
+    }
+    for (std::string line; std::getline(in, line);) {
+        if (!StartsWith(line, key)) {
+            continue;
+        }
+        const auto open = line.find('"');
+        if (open == std::string::npos) {
+            return "N/A";
+        }
+        const auto close = line.find('"', open + 1);
+        if (close == std::string::npos) {
+            return "N/A";
+        }
+        return line.substr(open + 1, close - open - 1);
+    }
+    return "N/A";
+}
+
+// The address of the port above a PCI function: the path component before the
+// last one in the target of its /sys/bus/pci/devices/ link (for example
+// ../../../devices/pci0000:00/0000:00:1d.0/0000:3d:00.0 gives 0000:00:1d.0).
+// The link is read as it is, not resolved.
+std::string UpstreamPortAddress(const std::string& address) {
+    char target[PATH_MAX];
+    const ssize_t length = readlink((PCI_DEVICES + address).c_str(), target, sizeof(target) - 1);
+    if (length <= 0) {
+        return "N/A";
+    }
+    std::string link(target, static_cast<size_t>(length));
+    while (link.size() > 1 && link.back() == '/') {
+        link.pop_back();
+    }
+    const std::string parent = std::filesystem::path(link).parent_path().filename().string();
+    return parent.empty() || parent == ".." || parent == "." || parent == "/" ? "N/A" : parent;
+}
+
+// One line of the drive overview per whole namespace device in /sys/block/.
+void AddDriveOverview(Json::Value& list) {
+    std::error_code error;
+    std::filesystem::directory_iterator entries("/sys/block/", error);
+    if (error) {
+        return;
+    }
+    for (const auto& entry : entries) {
+        const std::string name = entry.path().filename().string();
+        std::string drive;
+        if (!IsNvmeNamespaceDevice(name, drive)) {
+            continue;
+        }
+        const std::string block = "/sys/block/" + name;
+        const std::string model = ReadTrimmed(block + "/device/model");
+        const std::string size = SectorsToGigabytes(ReadTrimmed(block + "/size"));
+        const std::string address = ReadTrimmed(block + "/device/address");
+        const std::string vendor = LookupPciVendor(ReadTrimmed(PCI_DEVICES + address + "/vendor"));
+        const std::string line = "DRIVE " + drive + " : " + vendor + " " + model + " " + size + "GB";
+        LOG_INFO << line;
+        list.append(line);
+    }
+}
+
+// The PCI link of the drive under test, from the sysfs files of its function
+// and of the port above it.
+void AddPciParameters(Json::Value& parameters, const std::string& device) {
+    const std::string address = ReadTrimmed("/sys/class/nvme/nvme" + device + "/address");
+    const std::string function = PCI_DEVICES + address + "/";
+
+    const std::string max_width = ReadTrimmed(function + "max_link_width");
+    const std::string width = ReadTrimmed(function + "current_link_width");
+    const std::string max_speed = ReadTrimmed(function + "max_link_speed");
+    const std::string speed = ReadTrimmed(function + "current_link_speed");
+
+    AddParameter(parameters, "PCI Device ID", ReadUpper(function + "device"));
+    AddParameter(parameters, "PCI Rated Width", max_width == "N/A" ? max_width : "x" + max_width);
+    AddParameter(parameters, "PCI Width", width == "N/A" ? width : "x" + width);
+    AddParameter(parameters, "PCI Rated Bandwidth", PciBandwidthText(max_speed, max_width));
+    AddParameter(parameters, "PCI Bandwidth", PciBandwidthText(speed, width));
+    AddParameter(parameters, "PCI Rated Speed", PciSpeedText(max_speed));
+    AddParameter(parameters, "PCI Speed", PciSpeedText(speed));
+    AddParameter(parameters, "PCI Location", PciLocationText(address));
+
+    const std::string root = address == "N/A" ? address : UpstreamPortAddress(address);
+    const std::string port = PCI_DEVICES + root + "/";
+    // The port's secondary bus is the drive's bus; it is only traced.
+    LOG_VERBOSE << "Upstream port " << root << " secondary bus number "
+                << ReadTrimmed(port + "secondary_bus_number");
+    AddParameter(parameters, "Root PCI Vendor ID", ReadUpper(port + "vendor"));
+    AddParameter(parameters, "Root PCI Device ID", ReadUpper(port + "device"));
+    AddParameter(parameters, "Root PCI Location", PciLocationText(root));
+}
+
+}  // namespace
+
+std::string GetUsername() {
+    return "NA";
+}
+
+std::string GetHostname() {
+    char name[256] = {};
+    if (gethostname(name, sizeof(name)) != 0) {
+        return "N/A";
+    }
+    name[sizeof(name) - 1] = '\0';
+    return name;
+}
+
+std::string GetDirectory() {
+    try {
+        return std::string("NA");
+    } catch (...) {
+        return "Unknown";
+    }
+}
+
+std::string GetDocumentsFolder() {
+    std::string home;
+    if (const char* variable = std::getenv("HOME"); variable != nullptr) {
+        home = variable;
+    } else if (const passwd* entry = getpwuid(getuid()); entry != nullptr && entry->pw_dir != nullptr) {
+        home = entry->pw_dir;
+    }
+    return home + "/Documents";
+}
+
+std::string GetLinuxInfo(std::string path) {
+    std::ifstream in(path);
+    if (!in) {
+        return "N/A";
+    }
+    std::string line;
+    std::getline(in, line);
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    return line;
+}
+
+std::string GetLinuxOsName(std::string path) {
+    return QuotedValue(path, "PRETTY_NAME");
+}
+
+std::string GetLinuxOsVersion(std::string path) {
+    return QuotedValue(path, "VERSION=");
+}
+
+std::string GetLinuxInfoField(const std::string& path, const std::string& key) {
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) {
+        const auto colon = line.find(':');
+        if (StartsWith(line, key) && colon != std::string::npos) {
+            std::string value = line.substr(colon + 1);
+            Trim(value);
+            return value;
+        }
+    }
+    return "N/A";
+}
+
+bool IsNvmeNamespaceDevice(const std::string& name, std::string& drive) {
+    if (!StartsWith(name, "nvme")) {
+        return false;
+    }
+    const auto n = name.find('n', 4);
+    if (n == std::string::npos) {
+        return false;
+    }
+    const std::string controller = name.substr(4, n - 4);
+    if (!AllDigits(controller) || !AllDigits(name.substr(n + 1))) {
+        return false;
+    }
+    drive = controller;
+    return true;
+}
+
+std::string PciLocationText(const std::string& address) {
+    const auto last_colon = address.rfind(':');
+    const auto dot = address.rfind('.');
+    if (last_colon == std::string::npos || dot == std::string::npos || dot < last_colon) {
+        return "N/A";
+    }
+    // The bus follows the domain's colon when there is a domain.
+    const auto domain_colon = last_colon == 0 ? std::string::npos : address.rfind(':', last_colon - 1);
+    const auto bus_start = domain_colon == std::string::npos ? 0 : domain_colon + 1;
+    const std::string bus = address.substr(bus_start, last_colon - bus_start);
+    const std::string device = address.substr(last_colon + 1, dot - last_colon - 1);
+    const std::string function = address.substr(dot + 1);
+    if (bus.empty() || device.empty() || function.empty()) {
+        return "N/A";
+    }
+    return "Bus " + bus + ", device " + device + ", function " + function;
+}
+
+std::string PciSpeedText(const std::string& speed) {
+    static const std::map<std::string, std::string> GENERATIONS = {
+        {"32.0 GT/s PCIe", "Gen5 32.0GT/s"}, {"16.0 GT/s PCIe", "Gen4 16.0GT/s"},
+        {"8.0 GT/s PCIe", "Gen3 8.0GT/s"},   {"5.0 GT/s PCIe", "Gen2 5.0GT/s"},
+        {"2.5 GT/s PCIe", "Gen1 2.5GT/s"},
+    };
+    const auto entry = GENERATIONS.find(speed);
+    return entry == GENERATIONS.end() ? "N/A" : entry->second;
+}
+
+std::string PciBandwidthText(const std::string& speed, const std::string& width) {
+    std::istringstream speed_in(speed);
+    std::istringstream width_in(width);
+    double rate = 0;
+    unsigned long lanes = 0;
+    if (!(speed_in >> rate) || !(width_in >> lanes) || !AllDigits(width)) {
+        return "N/A";
+    }
+    std::ostringstream out;
+    out << std::fixed << std::setprecision(1) << rate * static_cast<double>(lanes) << " GT/s";
+    return out.str();
+}
+
+std::string SectorsToGigabytes(const std::string& sectors) {
+    if (!AllDigits(sectors) || sectors.size() > 19) {
+        return "N/A";
+    }
+    const unsigned long long count = std::stoull(sectors);
+    // 512-byte sectors; 10^9 bytes are 1953125 sectors.
+    return std::to_string((count + 1953125 / 2) / 1953125);
+}
+
+// `extended` adds three host facts to the system block: "kernel release"
+// (/proc/sys/kernel/osrelease), "processor" (the first "model name" of
+// /proc/cpuinfo) and "memory" (MemTotal of /proc/meminfo, as the kernel
+// writes it, for example "16318324 kB").
+void GetSystemInfo(Json::Value& info, std::string device, bool extended) {
+    const auto start = std::chrono::system_clock::now();
+    Json::Value& system = info["_metadata"]["system"];
+    system["hostname"] = GetHostname();
+    system["username"] = GetUsername();
+    system["working directory"] = GetDirectory();
+    system["date"] = GetTimestamp(false);
+    system["nvme list"] = Json::Value(Json::arrayValue);
+    system["os"] = GetLinuxOsName("/etc/os-release");
+    system["os version"] = GetLinuxOsVersion("/etc/os-release");
+    system["bios version"] = GetLinuxInfo("/sys/class/dmi/id/bios_version");
+    system["manufacturer"] = GetLinuxInfo("/sys/class/dmi/id/board_vendor");
+    system["model"] = GetLinuxInfo("/sys/class/dmi/id/product_name");
+    system["uuid"] = GetLinuxInfo("/etc/machine-id");
+    if (extended) {
+        system["kernel release"] = GetLinuxInfo("/proc/sys/kernel/osrelease");
+        system["processor"] = GetLinuxInfoField("/proc/cpuinfo", "model name");
+        system["memory"] = GetLinuxInfoField("/proc/meminfo", "MemTotal");
+    }
+
+    LOG_INFO << "Date:              " << system["date"].asString();
+    LOG_INFO << "Hostname:          " << system["hostname"].asString();
+    LOG_INFO << "User:              " << system["username"].asString();
+    LOG_INFO << "Working Directory: " << system["working directory"].asString();
+
+    AddDriveOverview(system["nvme list"]);
+    AddPciParameters(info["nvme"]["parameters"], device);
+
+    LOG_INFO << "System info read in " << GetHiResDiffTimeString(start, 3);
 }
 
 }  // namespace orka

@@ -32,6 +32,28 @@ std::string GetDocumentsFolder();
 std::string GetLinuxInfo(std::string path);
 std::string GetLinuxOsName(std::string path);
 std::string GetLinuxOsVersion(std::string path);
+// The value of the first line of `path` that begins with `key`: the text after
+// the first ':' with blanks trimmed ("N/A" when no such line or file).
+std::string GetLinuxInfoField(const std::string& path, const std::string& key);
 void GetSystemInfo(Json::Value& info, std::string device, bool extended);
+
+// Helpers of GetSystemInfo, open for testing.
+
+// True for a /sys/block/ name of a whole namespace device, nvme<N>n<M> (not a
+// partition nvme<N>n<M>p<P>, not a multipath path nvme<N>c<X>n<M>); `drive`
+// receives N.
+bool IsNvmeNamespaceDevice(const std::string& name, std::string& drive);
+// A PCI address domain:bus:device.function as "Bus <bus>, device <device>,
+// function <function>"; "N/A" for any other text.
+std::string PciLocationText(const std::string& address);
+// A link speed file text ("8.0 GT/s PCIe") as "Gen3 8.0GT/s"; "N/A" for any
+// speed outside the table.
+std::string PciSpeedText(const std::string& speed);
+// Numeric link speed times lane count, one decimal, + " GT/s" ("8.0 GT/s PCIe"
+// and "4" give "32.0 GT/s"); "N/A" when either cannot be read as a number.
+std::string PciBandwidthText(const std::string& speed, const std::string& width);
+// Size of a block device given as 512-byte sectors, in decimal gigabytes
+// (10^9 bytes) rounded to the nearest whole number; "N/A" when not a number.
+std::string SectorsToGigabytes(const std::string& sectors);
 
 }  // namespace orka

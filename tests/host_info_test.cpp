@@ -1,0 +1,220 @@
+// Host facts read from /etc, /proc and /sys style files, directory creation and
+// the PCI link texts.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "orka_linux.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class HostFiles : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        dir_ =
+            fs::temp_directory_path() /
+            ("brantix-host-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+        fs::remove_all(dir_);
+        fs::create_directories(dir_);
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+
+    std::string Write(const std::string& name, const std::string& content) {
+        const auto path = (dir_ / name).string();
+        std::ofstream(path, std::ios::binary) << content;
+        return path;
+    }
+    std::string Missing() const { return (dir_ / "missing").string(); }
+
+    fs::path dir_;
+};
+
+TEST_F(HostFiles, LinuxInfoIsTheFirstLineWithoutItsLineEnd) {
+    const struct {
+        const char* content;
+        const char* expected;
+    } cases[] = {
+        {"1.23 \n2.0\n", "1.23 "},
+        {"no line end", "no line end"},
+        {"crlf\r\nnext\r\n", "crlf"},
+        {"\nsecond", ""},
+        {"", ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.content);
+        EXPECT_EQ(orka::GetLinuxInfo(Write("info", c.content)), c.expected);
+    }
+    EXPECT_EQ(orka::GetLinuxInfo(Missing()), "N/A");
+}
+
+TEST_F(HostFiles, OsNameAndVersionComeFromTheirOwnQuotedLines) {
+    const struct {
+        const char* content;
+        const char* name;
+        const char* version;
+    } cases[] = {
+        {"NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\nVERSION=\"12 (bookworm)\"\n"
+         "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n",
+         "Debian GNU/Linux 12 (bookworm)", "12 (bookworm)"},
+        // VERSION_ID and VERSION_CODENAME do not begin with VERSION=.
+        {"VERSION_ID=\"22.04\"\nVERSION_CODENAME=jammy\n", "N/A", "N/A"},
+        // The first matching line is taken, even without quotes.
+        {"PRETTY_NAME=Plain\nPRETTY_NAME=\"Second\"\nVERSION=\"1\" \"2\"\n", "N/A", "1"},
+        {"PRETTY_NAME=\"unclosed\nVERSION=\"\"\n", "N/A", ""},
+        {"", "N/A", "N/A"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.content);
+        const auto path = Write("os-release", c.content);
+        EXPECT_EQ(orka::GetLinuxOsName(path), c.name);
+        EXPECT_EQ(orka::GetLinuxOsVersion(path), c.version);
+    }
+    EXPECT_EQ(orka::GetLinuxOsName(Missing()), "N/A");
+    EXPECT_EQ(orka::GetLinuxOsVersion(Missing()), "N/A");
+}
+
+TEST_F(HostFiles, InfoFieldIsTheTrimmedTextAfterTheColon) {
+    const auto cpu = Write("cpuinfo",
+                           "processor\t: 0\nmodel name\t: Example CPU @ 2.00GHz \nflags\t\t: fpu\n"
+                           "model name\t: second\n");
+    EXPECT_EQ(orka::GetLinuxInfoField(cpu, "model name"), "Example CPU @ 2.00GHz");
+    EXPECT_EQ(orka::GetLinuxInfoField(cpu, "cache size"), "N/A");
+    EXPECT_EQ(orka::GetLinuxInfoField(Write("meminfo", "MemTotal:       16318324 kB\n"), "MemTotal"),
+              "16318324 kB");
+    EXPECT_EQ(orka::GetLinuxInfoField(Missing(), "MemTotal"), "N/A");
+}
+
+TEST_F(HostFiles, MakeDirectoryTreeCreatesMissingParents) {
+    EXPECT_EQ(orka::MakeDirectoryTree(dir_.string()), 0);
+    const auto deep = dir_ / "a" / "b" / "c";
+    EXPECT_EQ(orka::MakeDirectoryTree(deep.string()), 0);
+    EXPECT_TRUE(fs::is_directory(dir_ / "a"));
+    EXPECT_TRUE(fs::is_directory(dir_ / "a" / "b"));
+    EXPECT_TRUE(fs::is_directory(deep));
+    EXPECT_EQ(orka::MakeDirectoryTree(deep.string()), 0);
+    // A file in the way is not a directory that exists.
+    const auto blocker = Write("file", "x");
+    EXPECT_EQ(orka::MakeDirectoryTree(blocker + "/sub"), ENOTDIR);
+}
+
+TEST(HostFacts, FixedAnswers) {
+    EXPECT_EQ(orka::GetUsername(), "NA");
+    EXPECT_EQ(orka::GetDirectory(), "NA");
+}
+
+TEST(HostFacts, DocumentsFolderFollowsHome) {
+    const char* saved = std::getenv("HOME");
+    const std::string old = saved == nullptr ? "" : saved;
+    setenv("HOME", "/home/tester", 1);
+    EXPECT_EQ(orka::GetDocumentsFolder(), "/home/tester/Documents");
+    if (saved == nullptr) {
+        unsetenv("HOME");
+    } else {
+        setenv("HOME", old.c_str(), 1);
+    }
+}
+
+TEST(PciText, LinkSpeedGenerations) {
+    const struct {
+        const char* speed;
+        const char* expected;
+    } cases[] = {
+        {"32.0 GT/s PCIe", "Gen5 32.0GT/s"},
+        {"16.0 GT/s PCIe", "Gen4 16.0GT/s"},
+        {"8.0 GT/s PCIe", "Gen3 8.0GT/s"},
+        {"5.0 GT/s PCIe", "Gen2 5.0GT/s"},
+        {"2.5 GT/s PCIe", "Gen1 2.5GT/s"},
+        {"64.0 GT/s PCIe", "N/A"},
+        {"8.0 GT/s", "N/A"},
+        {"Unknown", "N/A"},
+        {"N/A", "N/A"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(orka::PciSpeedText(c.speed), c.expected) << c.speed;
+    }
+}
+
+TEST(PciText, BandwidthIsSpeedTimesLanes) {
+    const struct {
+        const char* speed;
+        const char* width;
+        const char* expected;
+    } cases[] = {
+        {"8.0 GT/s PCIe", "4", "32.0 GT/s"},
+        {"16.0 GT/s PCIe", "4", "64.0 GT/s"},
+        {"2.5 GT/s PCIe", "1", "2.5 GT/s"},
+        {"2.5 GT/s PCIe", "2", "5.0 GT/s"},
+        {"64.0 GT/s PCIe", "16", "1024.0 GT/s"},
+        {"Unknown", "4", "N/A"},
+        {"8.0 GT/s PCIe", "N/A", "N/A"},
+        {"8.0 GT/s PCIe", "x4", "N/A"},
+        {"N/A", "N/A", "N/A"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(orka::PciBandwidthText(c.speed, c.width), c.expected) << c.speed << " / " << c.width;
+    }
+}
+
+TEST(PciText, LocationFromAddress) {
+    const struct {
+        const char* address;
+        const char* expected;
+    } cases[] = {
+        {"0000:3d:00.0", "Bus 3d, device 00, function 0"},
+        {"10000:e1:1f.7", "Bus e1, device 1f, function 7"},
+        {"01:02.3", "Bus 01, device 02, function 3"},
+        {"pci0000:00", "N/A"},
+        {"0000:01:00", "N/A"},
+        {"0000:.0", "N/A"},
+        {"N/A", "N/A"},
+        {"", "N/A"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(orka::PciLocationText(c.address), c.expected) << c.address;
+    }
+}
+
+TEST(BlockDevices, WholeNamespaceDevicesOnly) {
+    const struct {
+        const char* name;
+        bool whole;
+        const char* drive;
+    } cases[] = {
+        {"nvme0n1", true, "0"},   {"nvme12n3", true, "12"}, {"nvme0c0n1", false, ""},
+        {"nvme0n1p1", false, ""}, {"nvme0", false, ""},     {"nvmen1", false, ""},
+        {"nvme0n", false, ""},    {"sda", false, ""},       {"loop0", false, ""},
+    };
+    for (const auto& c : cases) {
+        std::string drive;
+        EXPECT_EQ(orka::IsNvmeNamespaceDevice(c.name, drive), c.whole) << c.name;
+        EXPECT_EQ(drive, c.drive) << c.name;
+    }
+}
+
+TEST(BlockDevices, SizeInDecimalGigabytes) {
+    const struct {
+        const char* sectors;
+        const char* expected;
+    } cases[] = {
+        {"1953525168", "1000"},  // a 1 TB drive
+        {"0", "0"},
+        {"976562", "0"},   // 499,999,744 bytes
+        {"976563", "1"},   // 500,000,256 bytes
+        {"1953125", "1"},  // exactly 10^9 bytes
+        {"N/A", "N/A"},
+        {"", "N/A"},
+        {"12a", "N/A"},
+        {"99999999999999999999", "N/A"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(orka::SectorsToGigabytes(c.sectors), c.expected) << c.sectors;
+    }
+}
+
+}  // namespace
