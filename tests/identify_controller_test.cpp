@@ -30,42 +30,40 @@ ByteFixture Controller(unsigned int version) {
         .putText(4, SERIAL)
         .putText(24, MODEL)
         .putText(64, "2B2QEXM7")
-        .put8(72, 2)  // RAB
-        .put8(73, 0x38)
-        .put8(74, 0x25)
-        .put8(75, 0x00)         // IEEE, least significant byte first
-        .put8(76, 0x05)         // CMIC: multiple ports, SR-IOV
-        .put8(77, 9)            // MDTS
-        .put16(78, 4660)        // CNTLID
-        .put32(80, version)     // VER
-        .put32(84, 1500000)     // RTD3R
-        .put32(92, 1u << 9)     // OAES: firmware activation notices
-        .put32(96, 1)           // CTRATT: 128-bit host identifier
-        .put8(253, 0x02)        // NVMSR: enclosure
-        .put8(254, 0x80 | 100)  // VWCI: 100 cycles, valid
-        .put8(255, 0x01)        // MEC: SMBus
-        .put16(256, 0x0006)     // OACS: format, firmware
-        .put8(258, 3)           // ACL
-        .put8(259, 7)           // AERL
-        .put8(260, 0x17)        // FRMW: no reset, 3 slots, slot 1 read only
-        .put8(261, 0x03)        // LPA
-        .put8(262, 63)          // ELPE
-        .put8(263, 2)           // NPSS
-        .put8(265, 1)           // APSTA
-        .put16(266, 358)        // WCTEMP
-        .put16(270, 50)         // MTFA
-        .put32(272, 8192)       // HMPRE
-        .put16(320, 100)        // KAS
-        .put16(326, 353)        // MXTMT
-        .put32(328, 0x3)        // SANICAP: crypto, block
-        .put8(512, 0x66)        // SQES
-        .put8(513, 0x44)        // CQES
-        .put32(516, 1024)       // NN
-        .put16(520, 0x1F)       // ONCS
-        .put8(524, 0x04)        // FNA: crypto erase
-        .put8(525, 0x01)        // VWC
-        .put16(526, 0xFFFF)     // AWUN
-        .put8(530, 0x01)        // NVSCC
+        .put8(72, 2)              // RAB
+        .putText(73, "\x38\x25")  // IEEE 00-25-38, least significant byte first
+        .put8(76, 0x05)           // CMIC: multiple ports, SR-IOV
+        .put8(77, 9)              // MDTS
+        .put16(78, 4660)          // CNTLID
+        .put32(80, version)       // VER
+        .put32(84, 1500000)       // RTD3R
+        .put32(92, 1u << 9)       // OAES: firmware activation notices
+        .put32(96, 1)             // CTRATT: 128-bit host identifier
+        .put8(253, 0x02)          // NVMSR: enclosure
+        .put8(254, 0x80 | 100)    // VWCI: 100 cycles, valid
+        .put8(255, 0x01)          // MEC: SMBus
+        .put16(256, 0x0006)       // OACS: format, firmware
+        .put8(258, 3)             // ACL
+        .put8(259, 7)             // AERL
+        .put8(260, 0x17)          // FRMW: no reset, 3 slots, slot 1 read only
+        .put8(261, 0x03)          // LPA
+        .put8(262, 63)            // ELPE
+        .put8(263, 2)             // NPSS
+        .put8(265, 1)             // APSTA
+        .put16(266, 358)          // WCTEMP
+        .put16(270, 50)           // MTFA
+        .put32(272, 8192)         // HMPRE
+        .put16(320, 100)          // KAS
+        .put16(326, 353)          // MXTMT
+        .put32(328, 0x3)          // SANICAP: crypto, block
+        .put8(512, 0x66)          // SQES
+        .put8(513, 0x44)          // CQES
+        .put32(516, 1024)         // NN
+        .put16(520, 0x1F)         // ONCS
+        .put8(524, 0x04)          // FNA: crypto erase
+        .put8(525, 0x01)          // VWC
+        .put16(526, 0xFFFF)       // AWUN
+        .put8(530, 0x01)          // NVSCC
         .putText(768, std::string("nqn.2014-08.org.acme:ssd") + '\0' + "stale")
         // power state 0
         .put16(2048, 2500)
