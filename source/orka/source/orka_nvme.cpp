@@ -182,11 +182,7 @@ const std::map<std::string, std::string> VENDOR_PCI_LOOKUP = {
 
 std::string LookupPciVendor(const std::string& id) {
     std::string key = id;
-    for (char& c : key) {
-        if (c >= 'a' && c <= 'z') {
-            c = static_cast<char>(c - 'a' + 'A');
-        }
-    }
+    UpperCase(key);
     if (key.size() > 1) {
         key[1] = 'x';
     }

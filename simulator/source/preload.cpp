@@ -1,0 +1,658 @@
+// The preload side of the simulator: the libc entry points through which a
+// program reaches sysfs and /dev/nvme<N>. Paths that the profile owns go to a
+// generated tree of real files; /dev/nvme<N> opens /dev/null and its ioctls are
+// answered here. Everything else goes straight through to the next definition
+// (libc, or a sanitizer runtime loaded before this library).
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <linux/nvme_ioctl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "drive.h"
+#include "profile.h"
+
+namespace brantix_sim {
+namespace {
+
+// Depth of simulator code on this thread: file access made by the simulator
+// itself is never redirected.
+__thread int guard_depth = 0;
+
+struct Guard {
+    Guard() { ++guard_depth; }
+    ~Guard() { --guard_depth; }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+};
+
+template <typename Function>
+Function Next(const char* name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+#define NEXT(name)                                                  \
+    static const auto next_##name = Next<decltype(&::name)>(#name); \
+    if (next_##name == nullptr) {                                   \
+        errno = ENOSYS;                                             \
+        return {};                                                  \
+    }
+
+struct Simulation {
+    std::string key;  // the environment this simulation was built from
+    std::unique_ptr<Profile> profile;
+    Context context;
+    std::string root;                 // generated tree standing for the owned paths
+    std::vector<std::string> owned;   // path prefixes served from `root`
+    std::map<int, unsigned> devices;  // open descriptor -> controller
+};
+
+std::mutex simulation_mutex;
+Simulation* simulation = nullptr;
+
+std::string Env(const char* name) {
+    const char* value = getenv(name);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+uint64_t Hash(const std::string& text) {
+    uint64_t hash = 1469598103934665603ull;
+    for (unsigned char c : text) {
+        hash = (hash ^ c) * 1099511628211ull;
+    }
+    return hash;
+}
+
+std::string HexText(uint64_t value) {
+    char text[17];
+    snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(value));
+    return text;
+}
+
+std::string TempDir() {
+    const std::string dir = Env("TMPDIR");
+    return dir.empty() ? "/tmp" : dir;
+}
+
+void WriteFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary);
+    out << content;
+}
+
+void MakeDirs(const std::string& path) {
+    for (size_t slash = path.find('/', 1);; slash = path.find('/', slash + 1)) {
+        mkdir(path.substr(0, slash).c_str(), 0755);
+        if (slash == std::string::npos) {
+            break;
+        }
+    }
+}
+
+std::string BusOf(const std::string& address) {
+    // domain:bus:device.function -> domain:bus
+    const auto colon = address.rfind(':');
+    return colon == std::string::npos ? address : address.substr(0, colon);
+}
+
+void WritePciFiles(const std::string& dir, const PciFunction& pci, bool upstream) {
+    MakeDirs(dir);
+    WriteFile(dir + "/vendor", pci.vendor + "\n");
+    WriteFile(dir + "/device", pci.device + "\n");
+    WriteFile(dir + "/max_link_speed", pci.max_link_speed + "\n");
+    WriteFile(dir + "/max_link_width", pci.max_link_width + "\n");
+    WriteFile(dir + "/current_link_speed", pci.current_link_speed + "\n");
+    WriteFile(dir + "/current_link_width", pci.current_link_width + "\n");
+    if (upstream) {
+        WriteFile(dir + "/secondary_bus_number", pci.secondary_bus_number + "\n");
+    }
+}
+
+// Builds the tree that stands for the owned sysfs paths, once per profile
+// content; concurrent builders race harmlessly through a rename.
+void BuildTree(Simulation& sim) {
+    const Profile& profile = *sim.profile;
+    sim.root =
+        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("2\n" + profile.text));
+    sim.owned = {"/sys/block",
+                 "/sys/class/nvme",
+                 "/sys/class/nvme-subsystem",
+                 "/sys/class/dmi/id/bios_version",
+                 "/sys/class/dmi/id/board_vendor",
+                 "/sys/class/dmi/id/product_name"};
+    for (const auto& drive : profile.drives) {
+        const std::string tree =
+            "/sys/devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address;
+        sim.owned.push_back(tree);
+        sim.owned.push_back("/sys/bus/pci/devices/" + drive.pci.address);
+        sim.owned.push_back("/sys/bus/pci/devices/" + drive.upstream.address);
+    }
+    struct stat info;
+    if (stat(sim.root.c_str(), &info) == 0) {
+        return;
+    }
+    const std::string build = sim.root + ".build-" + std::to_string(getpid());
+    MakeDirs(build + "/sys/block");
+    MakeDirs(build + "/sys/class/nvme");
+    MakeDirs(build + "/sys/class/nvme-subsystem");
+    MakeDirs(build + "/sys/class/dmi/id");
+    MakeDirs(build + "/sys/bus/pci/devices");
+    WriteFile(build + "/sys/class/dmi/id/bios_version", profile.host.bios_version + "\n");
+    WriteFile(build + "/sys/class/dmi/id/board_vendor", profile.host.board_vendor + "\n");
+    WriteFile(build + "/sys/class/dmi/id/product_name", profile.host.product_name + "\n");
+    for (const auto& drive : profile.drives) {
+        const std::string name = "nvme" + std::to_string(drive.controller);
+        const std::string model = drive.IdentifyText(24, 40) + "\n";
+        for (const auto& ns : drive.namespaces) {
+            const std::string block = build + "/sys/block/" + name + "n" + std::to_string(ns.nsid);
+            MakeDirs(block + "/device");
+            WriteFile(block + "/size", std::to_string(ns.sectors) + "\n");
+            WriteFile(block + "/device/model", model);
+            WriteFile(block + "/device/address", drive.pci.address + "\n");
+        }
+        const std::string controller = build + "/sys/class/nvme/" + name;
+        MakeDirs(controller);
+        WriteFile(controller + "/address", drive.pci.address + "\n");
+        WriteFile(controller + "/model", model);
+        WriteFile(controller + "/serial", drive.IdentifyText(4, 20) + "\n");
+        WriteFile(controller + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
+        // What a general NVMe client looks for to place the controller in a
+        // subsystem.
+        std::string nqn = drive.IdentifyText(768, 256);
+        if (nqn.empty()) {
+            nqn = "nqn.2014.08.org.nvmexpress:" + drive.pci.vendor.substr(2) + drive.pci.vendor.substr(2) +
+                  drive.IdentifyText(4, 20) + drive.IdentifyText(24, 40);
+        }
+        WriteFile(controller + "/subsysnqn", nqn + "\n");
+        WriteFile(controller + "/transport", "pcie\n");
+        WriteFile(controller + "/state", "live\n");
+        WriteFile(controller + "/cntlid",
+                  std::to_string(drive.identify_controller[78] | drive.identify_controller[79] << 8) + "\n");
+        const std::string subsystem =
+            build + "/sys/class/nvme-subsystem/nvme-subsys" + std::to_string(drive.controller);
+        MakeDirs(subsystem);
+        WriteFile(subsystem + "/subsysnqn", nqn + "\n");
+        WriteFile(subsystem + "/model", model);
+        WriteFile(subsystem + "/serial", drive.IdentifyText(4, 20) + "\n");
+        WriteFile(subsystem + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
+        WriteFile(subsystem + "/subsystype", "nvm\n");
+        WriteFile(subsystem + "/iopolicy", "numa\n");
+        symlink(("../../nvme/" + name).c_str(), (subsystem + "/" + name).c_str());
+        const std::string port = "devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address;
+        WritePciFiles(build + "/sys/" + port, drive.upstream, true);
+        WritePciFiles(build + "/sys/" + port + "/" + drive.pci.address, drive.pci, false);
+        symlink(("../../../" + port + "/" + drive.pci.address).c_str(),
+                (build + "/sys/bus/pci/devices/" + drive.pci.address).c_str());
+        symlink(("../../../" + port).c_str(),
+                (build + "/sys/bus/pci/devices/" + drive.upstream.address).c_str());
+    }
+    if (rename(build.c_str(), sim.root.c_str()) != 0) {
+        // Someone else finished first: drop this copy.
+        const std::string command = "rm -rf '" + build + "'";
+        const int ignored = system(command.c_str());
+        (void)ignored;
+    }
+}
+
+std::string DefaultStateDir(const std::string& profile_path) {
+    char resolved[PATH_MAX];
+    const std::string absolute =
+        realpath(profile_path.c_str(), resolved) != nullptr ? resolved : profile_path;
+    return TempDir() + "/brantix-sim-state-" + std::to_string(getuid()) + "-" + HexText(Hash(absolute));
+}
+
+// The simulation for the current environment, or null when inert. Rebuilt
+// whenever one of the BRANTIX_SIM_* variables changes. Call under the mutex.
+Simulation* Current() {
+    const std::string profile_path = Env("BRANTIX_SIM_PROFILE");
+    if (profile_path.empty()) {
+        return nullptr;
+    }
+    const std::string key = profile_path + "\n" + Env("BRANTIX_SIM_STATE") + "\n" +
+                            Env("BRANTIX_SIM_JOURNAL") + "\n" + Env("BRANTIX_SIM_FAULTS");
+    if (simulation != nullptr && simulation->key == key) {
+        return simulation;
+    }
+    auto* fresh = new Simulation;
+    fresh->key = key;
+    try {
+        fresh->profile = std::make_unique<Profile>(LoadProfile(profile_path));
+        fresh->context.profile = fresh->profile.get();
+        fresh->context.state_dir = Env("BRANTIX_SIM_STATE");
+        if (fresh->context.state_dir.empty()) {
+            fresh->context.state_dir = DefaultStateDir(profile_path);
+        }
+        MakeDirs(fresh->context.state_dir);
+        fresh->context.journal = Env("BRANTIX_SIM_JOURNAL");
+        ParseFaults(Env("BRANTIX_SIM_FAULTS"), fresh->context.run_faults, fresh->context.run_open_error,
+                    fresh->context.run_vanish_after);
+        BuildTree(*fresh);
+    } catch (const std::exception& error) {
+        fprintf(stderr, "brantix simulator: %s\n", error.what());
+        fresh->profile = std::make_unique<Profile>();
+        fresh->context.profile = fresh->profile.get();
+        fresh->owned.clear();
+    }
+    if (simulation != nullptr) {
+        fresh->devices = simulation->devices;  // descriptors stay open across a switch
+        delete simulation;
+    }
+    simulation = fresh;
+    return simulation;
+}
+
+// Collapses repeated slashes and "." components.
+std::string Tidy(const char* path) {
+    std::string tidy;
+    for (const char* p = path; *p != '\0'; ++p) {
+        if (*p == '/' && !tidy.empty() && tidy.back() == '/') {
+            continue;
+        }
+        if (*p == '.' && !tidy.empty() && tidy.back() == '/' && (p[1] == '/' || p[1] == '\0')) {
+            continue;
+        }
+        tidy += *p;
+    }
+    if (tidy.size() > 1 && tidy.back() == '/') {
+        tidy.pop_back();
+    }
+    return tidy;
+}
+
+bool Below(const std::string& path, const std::string& prefix) {
+    return path.compare(0, prefix.size(), prefix) == 0 &&
+           (path.size() == prefix.size() || path[prefix.size()] == '/');
+}
+
+// What a path stands for under the simulation.
+struct Target {
+    enum { kThrough, kTree, kDevice } kind = kThrough;
+    std::string path;  // kTree: the path in the generated tree
+    const Drive* drive = nullptr;
+};
+
+Target Resolve(const char* path) {
+    Target target;
+    if (guard_depth > 0 || path == nullptr || path[0] != '/' ||
+        (strncmp(path, "/sys/", 5) != 0 && strncmp(path, "/dev/nvme", 9) != 0 &&
+         strncmp(path, "//", 2) != 0)) {
+        return target;
+    }
+    Guard guard;
+    std::lock_guard<std::mutex> lock(simulation_mutex);
+    Simulation* sim = Current();
+    if (sim == nullptr) {
+        return target;
+    }
+    const std::string tidy = Tidy(path);
+    if (tidy.compare(0, 9, "/dev/nvme") == 0) {
+        const std::string number = tidy.substr(9);
+        if (!number.empty() && number.size() < 6 &&
+            number.find_first_not_of("0123456789") == std::string::npos) {
+            target.drive = sim->profile->FindDrive(static_cast<unsigned>(std::stoul(number)));
+            if (target.drive != nullptr) {
+                target.kind = Target::kDevice;
+            }
+        }
+        return target;
+    }
+    for (const auto& prefix : sim->owned) {
+        if (Below(tidy, prefix)) {
+            target.kind = Target::kTree;
+            target.path = sim->root + tidy;
+            return target;
+        }
+    }
+    return target;
+}
+
+int OpenDevice(const Target& target, int flags) {
+    Guard guard;
+    int error;
+    {
+        std::lock_guard<std::mutex> lock(simulation_mutex);
+        error = OpenError(simulation->context, *target.drive);
+    }
+    if (error != 0) {
+        errno = error;
+        return -1;
+    }
+    NEXT(open);
+    const int fd = next_open("/dev/null", (flags & (O_ACCMODE | O_CLOEXEC | O_NONBLOCK)));
+    if (fd >= 0) {
+        std::lock_guard<std::mutex> lock(simulation_mutex);
+        simulation->devices[fd] = target.drive->controller;
+    }
+    return fd;
+}
+
+const char* DevicePath() {
+    return "/dev/null";
+}
+
+template <typename Call>
+auto WithPath(const char* path, Call call) {
+    const Target target = Resolve(path);
+    switch (target.kind) {
+        case Target::kTree:
+            return call(target.path.c_str());
+        case Target::kDevice:
+            return call(DevicePath());
+        default:
+            return call(path);
+    }
+}
+
+int AnswerIoctl(int fd, unsigned long request, void* argument, bool& handled) {
+    handled = false;
+    if (guard_depth > 0) {
+        return 0;
+    }
+    Guard guard;
+    std::lock_guard<std::mutex> lock(simulation_mutex);
+    if (simulation == nullptr) {
+        return 0;
+    }
+    const auto found = simulation->devices.find(fd);
+    if (found == simulation->devices.end()) {
+        return 0;
+    }
+    handled = true;
+    const Drive* drive = simulation->profile->FindDrive(found->second);
+    if (drive == nullptr) {
+        errno = ENODEV;
+        return -1;
+    }
+    AdminCommand command;
+    uint32_t* result = nullptr;
+    if (request == NVME_IOCTL_ADMIN_CMD) {
+        auto* cmd = static_cast<nvme_admin_cmd*>(argument);
+        command = AdminCommand{cmd->opcode,   cmd->nsid,
+                               cmd->cdw10,    cmd->cdw11,
+                               cmd->cdw12,    cmd->cdw13,
+                               cmd->cdw14,    cmd->cdw15,
+                               cmd->data_len, reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(cmd->addr))};
+        result = &cmd->result;
+    } else if (request == NVME_IOCTL_ADMIN64_CMD) {
+        auto* cmd = static_cast<nvme_passthru_cmd64*>(argument);
+        command = AdminCommand{cmd->opcode,   cmd->nsid,
+                               cmd->cdw10,    cmd->cdw11,
+                               cmd->cdw12,    cmd->cdw13,
+                               cmd->cdw14,    cmd->cdw15,
+                               cmd->data_len, reinterpret_cast<uint8_t*>(static_cast<uintptr_t>(cmd->addr))};
+        const Answer answer = RunAdminCommand(simulation->context, *drive, command);
+        if (answer.ret >= 0) {
+            cmd->result = answer.result;
+        }
+        errno = answer.error;
+        return answer.ret;
+    } else {
+        errno = ENOTTY;
+        return -1;
+    }
+    const Answer answer = RunAdminCommand(simulation->context, *drive, command);
+    if (answer.ret >= 0) {
+        *result = answer.result;
+    }
+    if (answer.ret < 0) {
+        errno = answer.error;
+    }
+    return answer.ret;
+}
+
+void ForgetDescriptor(int fd) {
+    if (guard_depth > 0) {
+        return;
+    }
+    Guard guard;
+    std::lock_guard<std::mutex> lock(simulation_mutex);
+    if (simulation != nullptr) {
+        simulation->devices.erase(fd);
+    }
+}
+
+mode_t ModeOf(int flags, va_list args) {
+    return (flags & (O_CREAT | O_TMPFILE)) != 0 ? static_cast<mode_t>(va_arg(args, int)) : 0;
+}
+
+}  // namespace
+}  // namespace brantix_sim
+
+using namespace brantix_sim;
+
+#define OPEN_BODY(name, ...)                                                      \
+    const Target target = Resolve(path);                                          \
+    if (target.kind == Target::kDevice) {                                         \
+        return OpenDevice(target, flags);                                         \
+    }                                                                             \
+    NEXT(name);                                                                   \
+    const char* real = target.kind == Target::kTree ? target.path.c_str() : path; \
+    return next_##name(__VA_ARGS__);
+
+extern "C" {
+
+// Lets a program find out that the simulator is preloaded.
+__attribute__((visibility("default"))) int brantix_sim_loaded = 1;
+
+int open(const char* path, int flags, ...) {
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = ModeOf(flags, args);
+    va_end(args);
+    OPEN_BODY(open, real, flags, mode)
+}
+
+int open64(const char* path, int flags, ...) {
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = ModeOf(flags, args);
+    va_end(args);
+    OPEN_BODY(open64, real, flags, mode)
+}
+
+int openat(int dirfd, const char* path, int flags, ...) {
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = ModeOf(flags, args);
+    va_end(args);
+    OPEN_BODY(openat, dirfd, real, flags, mode)
+}
+
+int openat64(int dirfd, const char* path, int flags, ...) {
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = ModeOf(flags, args);
+    va_end(args);
+    OPEN_BODY(openat64, dirfd, real, flags, mode)
+}
+
+int __open_2(const char* path, int flags) {
+    OPEN_BODY(__open_2, real, flags)
+}
+int __open64_2(const char* path, int flags) {
+    OPEN_BODY(__open64_2, real, flags)
+}
+int __openat_2(int dirfd, const char* path, int flags) {
+    OPEN_BODY(__openat_2, dirfd, real, flags)
+}
+int __openat64_2(int dirfd, const char* path, int flags){OPEN_BODY(__openat64_2, dirfd, real, flags)}
+
+FILE* fopen(const char* path, const char* mode) {
+    NEXT(fopen);
+    const Target target = Resolve(path);
+    if (target.kind == Target::kDevice) {
+        const int fd = OpenDevice(target, O_RDWR);
+        return fd < 0 ? nullptr : fdopen(fd, mode);
+    }
+    return next_fopen(target.kind == Target::kTree ? target.path.c_str() : path, mode);
+}
+
+FILE* fopen64(const char* path, const char* mode) {
+    NEXT(fopen64);
+    const Target target = Resolve(path);
+    if (target.kind == Target::kDevice) {
+        const int fd = OpenDevice(target, O_RDWR);
+        return fd < 0 ? nullptr : fdopen(fd, mode);
+    }
+    return next_fopen64(target.kind == Target::kTree ? target.path.c_str() : path, mode);
+}
+
+int stat(const char* path, struct stat* buf) __THROW {
+    NEXT(stat);
+    return WithPath(path, [&](const char* p) { return next_stat(p, buf); });
+}
+int stat64(const char* path, struct stat64* buf) __THROW {
+    NEXT(stat64);
+    return WithPath(path, [&](const char* p) { return next_stat64(p, buf); });
+}
+int lstat(const char* path, struct stat* buf) __THROW {
+    NEXT(lstat);
+    return WithPath(path, [&](const char* p) { return next_lstat(p, buf); });
+}
+int lstat64(const char* path, struct stat64* buf) __THROW {
+    NEXT(lstat64);
+    return WithPath(path, [&](const char* p) { return next_lstat64(p, buf); });
+}
+int fstatat(int dirfd, const char* path, struct stat* buf, int flags) __THROW {
+    NEXT(fstatat);
+    return WithPath(path, [&](const char* p) { return next_fstatat(dirfd, p, buf, flags); });
+}
+int fstatat64(int dirfd, const char* path, struct stat64* buf, int flags) __THROW {
+    NEXT(fstatat64);
+    return WithPath(path, [&](const char* p) { return next_fstatat64(dirfd, p, buf, flags); });
+}
+int statx(int dirfd, const char* path, int flags, unsigned int mask, struct statx* buf) __THROW {
+    NEXT(statx);
+    return WithPath(path, [&](const char* p) { return next_statx(dirfd, p, flags, mask, buf); });
+}
+
+// Entry points of binaries built against older C libraries.
+int __xstat(int version, const char* path, struct stat* buf) {
+    using Function = int (*)(int, const char*, struct stat*);
+    static const auto next = Next<Function>("__xstat");
+    if (next == nullptr) {
+        errno = ENOSYS;
+        return -1;
+    }
+    return WithPath(path, [&](const char* p) { return next(version, p, buf); });
+}
+int __xstat64(int version, const char* path, struct stat64* buf) {
+    using Function = int (*)(int, const char*, struct stat64*);
+    static const auto next = Next<Function>("__xstat64");
+    if (next == nullptr) {
+        errno = ENOSYS;
+        return -1;
+    }
+    return WithPath(path, [&](const char* p) { return next(version, p, buf); });
+}
+int __lxstat(int version, const char* path, struct stat* buf) {
+    using Function = int (*)(int, const char*, struct stat*);
+    static const auto next = Next<Function>("__lxstat");
+    if (next == nullptr) {
+        errno = ENOSYS;
+        return -1;
+    }
+    return WithPath(path, [&](const char* p) { return next(version, p, buf); });
+}
+int __lxstat64(int version, const char* path, struct stat64* buf) {
+    using Function = int (*)(int, const char*, struct stat64*);
+    static const auto next = Next<Function>("__lxstat64");
+    if (next == nullptr) {
+        errno = ENOSYS;
+        return -1;
+    }
+    return WithPath(path, [&](const char* p) { return next(version, p, buf); });
+}
+
+DIR* opendir(const char* path) {
+    NEXT(opendir);
+    return WithPath(path, [&](const char* p) { return next_opendir(p); });
+}
+
+int scandir(const char* path, struct dirent*** list, int (*filter)(const struct dirent*),
+            int (*compare)(const struct dirent**, const struct dirent**)) {
+    NEXT(scandir);
+    return WithPath(path, [&](const char* p) { return next_scandir(p, list, filter, compare); });
+}
+
+int scandir64(const char* path, struct dirent64*** list, int (*filter)(const struct dirent64*),
+              int (*compare)(const struct dirent64**, const struct dirent64**)) {
+    NEXT(scandir64);
+    return WithPath(path, [&](const char* p) { return next_scandir64(p, list, filter, compare); });
+}
+
+ssize_t readlink(const char* path, char* buf, size_t size) __THROW {
+    NEXT(readlink);
+    return WithPath(path, [&](const char* p) { return next_readlink(p, buf, size); });
+}
+
+ssize_t readlinkat(int dirfd, const char* path, char* buf, size_t size) __THROW {
+    NEXT(readlinkat);
+    return WithPath(path, [&](const char* p) { return next_readlinkat(dirfd, p, buf, size); });
+}
+
+char* realpath(const char* path, char* resolved) __THROW {
+    NEXT(realpath);
+    const Target target = Resolve(path);
+    if (target.kind != Target::kTree) {
+        return next_realpath(path, resolved);
+    }
+    char* answer = next_realpath(target.path.c_str(), resolved);
+    if (answer != nullptr) {
+        // Report the path as the program knows it, without the tree's folder.
+        const std::string& root = simulation->root;
+        if (strncmp(answer, root.c_str(), root.size()) == 0) {
+            memmove(answer, answer + root.size(), strlen(answer + root.size()) + 1);
+        }
+    }
+    return answer;
+}
+
+int access(const char* path, int mode) __THROW {
+    NEXT(access);
+    return WithPath(path, [&](const char* p) { return next_access(p, mode); });
+}
+
+int faccessat(int dirfd, const char* path, int mode, int flags) __THROW {
+    NEXT(faccessat);
+    return WithPath(path, [&](const char* p) { return next_faccessat(dirfd, p, mode, flags); });
+}
+
+int ioctl(int fd, unsigned long request, ...) __THROW {
+    va_list args;
+    va_start(args, request);
+    void* argument = va_arg(args, void*);
+    va_end(args);
+    bool handled = false;
+    const int saved = errno;
+    const int answer = AnswerIoctl(fd, request, argument, handled);
+    if (handled) {
+        if (answer >= 0) {
+            errno = saved;
+        }
+        return answer;
+    }
+    NEXT(ioctl);
+    return next_ioctl(fd, request, argument);
+}
+
+int close(int fd) {
+    ForgetDescriptor(fd);
+    NEXT(close);
+    return next_close(fd);
+}
+
+}  // extern "C"

@@ -1,0 +1,122 @@
+// Drive profiles: a readable JSON description of one or more simulated NVMe
+// drives, turned into the raw structures a drive returns.
+#pragma once
+
+#include <json/json.h>
+
+#include <cstdint>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace brantix_sim {
+
+using Bytes = std::vector<uint8_t>;
+
+struct ProfileError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct PciFunction {
+    std::string address;  // domain:bus:device.function
+    std::string vendor;   // "0x1b96"
+    std::string device;
+    std::string max_link_speed;
+    std::string max_link_width;
+    std::string current_link_speed;
+    std::string current_link_width;
+    std::string secondary_bus_number;  // upstream port only
+};
+
+struct Namespace {
+    uint32_t nsid = 1;
+    Bytes identify;        // 4096 bytes
+    uint64_t sectors = 0;  // size in 512-byte sectors
+};
+
+// One fault: a command that fails, matched by opcode and optionally by log
+// identifier or feature identifier, after a number of matching calls.
+struct Fault {
+    int opcode = -1;
+    int log = -1;
+    int feature = -1;
+    unsigned after = 0;  // the first `after` matching calls succeed
+    int error = 0;       // errno to fail the ioctl with
+    int status = 0;      // NVMe status returned instead
+    std::string Key() const;
+};
+
+struct FeatureValue {
+    uint32_t dw0 = 0;
+    Bytes buffer;  // for features with a data buffer
+};
+
+struct Drive {
+    unsigned controller = 0;
+    PciFunction pci;
+    PciFunction upstream;
+    Bytes identify_controller;  // 4096 bytes
+    std::vector<Namespace> namespaces;
+    std::map<unsigned, Bytes> logs;             // log identifier -> page image
+    std::map<unsigned, FeatureValue> features;  // feature identifier -> value
+    std::map<unsigned, uint32_t> thresholds;    // (TMPSEL << 4 | THSEL) -> threshold
+    // Device self-test: how many reads of the self-test log a test takes, and
+    // its result code.
+    unsigned self_test_polls = 3;
+    unsigned self_test_result = 0;
+    unsigned self_test_segment = 0;
+    uint64_t power_on_hours = 0;
+    // Sanitize: reads of the sanitize status log until the end and the outcome
+    // ("completed", "no-deallocate", "failed", "backwards").
+    unsigned sanitize_polls = 3;
+    std::string sanitize_outcome = "completed";
+    int open_error = 0;     // errno that opening the device fails with
+    int vanish_after = -1;  // the device disappears after this many commands
+    std::vector<Fault> faults;
+
+    uint16_t Sanicap() const;
+    uint16_t Oacs() const;
+    std::string IdentifyText(size_t offset, size_t length) const;
+};
+
+struct Host {
+    std::string bios_version = "1.0.0";
+    std::string board_vendor = "Simulated Boards";
+    std::string product_name = "Simulated Host";
+};
+
+struct Profile {
+    std::string path;
+    std::string text;  // the file's content
+    Host host;
+    std::vector<Drive> drives;
+
+    const Drive* FindDrive(unsigned controller) const;
+};
+
+// Reads and encodes a profile. A name without a slash and without ".json" is
+// looked up in `profile_dir`. Throws ProfileError.
+Profile LoadProfile(const std::string& path);
+Profile ParseProfile(const std::string& text, const std::string& path);
+
+// Parses faults of the form "opcode=0x02,log=0x02,after=1,errno=5;open=13".
+// Entries "open=<errno>" and "vanish=<count>" apply to every drive.
+void ParseFaults(const std::string& text, std::vector<Fault>& faults, int& open_error, int& vanish_after);
+
+// A self-test log with no current operation and every result entry unused.
+Bytes EmptySelfTestLog();
+
+// Field encoding, exposed for tests: writes `value` into `image`.
+struct Field {
+    const char* name;
+    uint32_t offset;
+    uint32_t size;  // bytes
+    enum Kind { kInt, kAscii, kAsciiNul, kBytes } kind = kInt;
+    uint8_t shift = 0;
+    uint8_t bits = 0;  // 0: the whole field
+};
+void EncodeFields(const Json::Value& source, const std::vector<Field>& table, Bytes& image, size_t base,
+                  const std::string& where);
+
+}  // namespace brantix_sim

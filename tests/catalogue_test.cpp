@@ -1,0 +1,331 @@
+// The parameter catalogue: its rows, the expansion of "#" names and the
+// command setting lists.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <regex>
+#include <set>
+
+#include "orka_nvme.h"
+
+namespace {
+
+std::map<std::string, orka::parameter_info> RowsAsMap() {
+    std::map<std::string, orka::parameter_info> rows;
+    for (const auto& row : orka::CATALOGUE_ROWS) {
+        rows[row.name] = orka::parameter_info{row.source, row.description};
+    }
+    return rows;
+}
+
+const orka::CatalogueRow* FindRow(const std::string& name) {
+    for (const auto& row : orka::CATALOGUE_ROWS) {
+        if (name == row.name) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+// Resets the run-time catalogue to the rows and expands it.
+void ExpandFresh() {
+    orka::PARAMETER_INFO = RowsAsMap();
+    orka::ExpandParameterCatalogue();
+}
+
+bool StartsWith(const std::string& text, const std::string& prefix) {
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+TEST(Catalogue, HoldsEveryNameOnceWithSourceAndDescription) {
+    EXPECT_EQ(std::size(orka::CATALOGUE_ROWS), 398u);
+    std::set<std::string> names;
+    for (const auto& row : orka::CATALOGUE_ROWS) {
+        EXPECT_TRUE(names.insert(row.name).second) << "twice: " << row.name;
+        EXPECT_NE(std::string(row.source), "") << row.name;
+        EXPECT_NE(std::string(row.description), "") << row.name;
+        EXPECT_EQ(std::string(row.description).find('\n'), std::string::npos) << row.name;
+    }
+    EXPECT_EQ(RowsAsMap().size(), 398u);
+}
+
+TEST(Catalogue, EntriesPerSource) {
+    const std::map<std::string, std::size_t> expected = {
+        {"Calculated", 42},     {"Identify Controller", 154}, {"Identify Namespace", 58},
+        {"Log Page 1", 1},      {"Log Page 2", 37},           {"Log Page 3", 3},
+        {"Log Page 5", 2},      {"Log Page 6", 13},           {"Log Page D", 37},
+        {"Get Feature 01h", 4}, {"Get Feature 02h", 2},       {"Get Feature 03h", 7},
+        {"Get Feature 04h", 4}, {"Get Feature 05h", 2},       {"Get Feature 06h", 1},
+        {"Get Feature 07h", 2}, {"Get Feature 08h", 2},       {"Get Feature 09h", 1},
+        {"Get Feature 0h", 1},  {"Get Feature 0Bh", 4},       {"Get Feature 0Ch", 3},
+        {"Get Feature 0Dh", 5}, {"Get Feature 0Eh", 4},       {"Get Feature 0Fh", 1},
+        {"Get Feature 10h", 2}, {"Get Feature 11h", 1},       {"Get Feature 12h", 3},
+        {"Get Feature 15h", 2},
+    };
+    std::map<std::string, std::size_t> counted;
+    for (const auto& row : orka::CATALOGUE_ROWS) {
+        ++counted[row.source];
+    }
+    EXPECT_EQ(counted, expected);
+}
+
+TEST(Catalogue, FixedDescriptionsAreExact) {
+    const std::vector<std::pair<std::string, std::string>> fixed = {
+        {"Model", "Model number with whitespace trimmed"},
+        {"Model No Spaces", "Model number trimmed and spaces replaced"},
+        {"Unique Description", "Unique combination of model, size, and location"},
+        {"Health", "Health of device based on critical warnings, media errors, throttling"},
+        {"Temp Health", "Health of device temperature based on throttling"},
+        {"Highest Version Detected", "Highest NVMe version detected based on supported features"},
+        {"Controller Vendor",
+         "Controller vendor from PCI lookup: https://pcisig.com/membership/member-companies"},
+        {"Subsystem Vendor",
+         "Subsystem vendor from PCI lookup: https://pcisig.com/membership/member-companies"},
+        {"OS Location", "Drive location reported by the Operating System"},
+        {"Size", "Total calculated size in bytes"},
+        {"Size in GiB", "Total calculated size in GiB (1024*1024*1024)"},
+        {"Size in GB", "Total calculated size in GB (1000*1000*1000)"},
+        {"Size in TB", "Total calculated size in TB (1000*1000*1000*1000)"},
+        {"Driver", "OS driver information"},
+        {"Host Timestamp", "Host number of milliseconds since midnight, 01-Jan-1970, UTC"},
+        {"Host Timestamp Decoded", "Host date and time"},
+        {"Host Power Source", "Current host power source, battery or AC"},
+        {"Windows Power Plan", "Name of active Windows OS Power Plan"},
+        {"Windows Power NVMe Timeout 1 (DC)",
+         "Windows OS Power Setting. Timeout to transition NVMe to first lower power state when host on "
+         "battery power"},
+        {"Windows Power NVMe Timeout 2 (DC)",
+         "Windows OS Power Setting. Timeout to transition NVMe to second lower power state when host on "
+         "battery power"},
+        {"Windows Power NVMe Latency 1 (DC)",
+         "Windows OS Power Setting. After timeout 1, change to lowest power state with entry+exit latency "
+         "less than this when host on battery power"},
+        {"Windows Power NVMe Latency 2 (DC)",
+         "Windows OS Power Setting. After timeout 2, change to lowest power state with entry+exit latency "
+         "less than this when host on battery power"},
+        {"Windows Power NOPPME (DC)", "Windows OS power setting for NOPPME when host on battery power"},
+        {"Windows Power ASPM (DC)", "Windows OS Power Setting for PCIe ASPM when host on battery power"},
+        {"Windows Power NVMe Timeout 1 (AC)",
+         "Windows OS Power Setting. Timeout to transition NVMe to first lower power state when host on AC "
+         "power"},
+        {"Windows Power NVMe Timeout 2 (AC)",
+         "Windows OS Power Setting. Timeout to transition NVMe to second lower power state when host on AC "
+         "power"},
+        {"Windows Power NVMe Latency 1 (AC)",
+         "Windows OS Power Setting. After timeout 1, change to lowest power state with entry+exit latency "
+         "less than this when host on AC power"},
+        {"Windows Power NVMe Latency 2 (AC)",
+         "Windows OS Power Setting. After timeout 2, change to lowest power state with entry+exit latency "
+         "less than this when host on AC power"},
+        {"Windows Power NOPPME (AC)", "Windows OS power setting for NOPPME when host on AC power"},
+        {"Windows Power ASPM (AC)", "Windows OS Power Setting for PCIe ASPM when host on AC power"},
+        {"Namespace # Active LBA Size", "Size in bytes of the active LBA for Namespace"},
+        {"PCI Rated Bandwidth", "Bandwidth in GT/s device is rated for, product of speed and width"},
+        {"PCI Bandwidth", "Bandwidth in GT/s, product of speed and width"},
+        {"PCI Device ID", "PCI device identifier assigned for the device"},
+        {"PCI Rated Width", "Maximum PCI bus width the device is rated for"},
+        {"PCI Width", "Current PCI bus width in lanes"},
+        {"PCI Rated Speed", "Maximum PCI bus speed the device is rated for"},
+        {"PCI Speed", "Current PCI bus speed"},
+        {"PCI Location", "PCI bus address in the system"},
+        {"Root PCI Device ID", "PCI device identifier assigned for the root device"},
+        {"Root PCI Vendor ID", "PCI vendor identifier assigned for the root device"},
+        {"Root PCI Location", "PCI bus address for the root device"},
+        {"Serial Number (SN)", "Serial number for the NVM subsystem assigned by the vendor"},
+        {"Total Errors", "Total number of error entries in Log Page 1"},
+        {"Percentage Used", "Vendor specific estimate of the percentage life used, can exceed 100%"},
+        {"Data Units Read",
+         "Number of 512,000 byte data units read from the controller; does not include metadata"},
+        {"Supported Admin Commands", "Number of Admin commands supported in Log Page 5"},
+        {"Self-Test # Type", "Type of Self-Test (short, extended or vendor)"},
+        {"IEEE OUI Identifier (IEEE)",
+         "Organization Unique Identifier (OUI) for the controller vendor: "
+         "https://regauth.standards.ieee.org/standards-ra-web/pub/view.html#registries"},
+        {"Version (VER)", "NVMe version: https://nvmexpress.org/specifications/"},
+    };
+    for (const auto& [name, description] : fixed) {
+        const auto* row = FindRow(name);
+        ASSERT_NE(row, nullptr) << name;
+        EXPECT_EQ(std::string(row->description), description) << name;
+    }
+    std::size_t calculated = 0;
+    for (const auto& [name, description] : fixed) {
+        calculated += std::string(FindRow(name)->source) == "Calculated" ? 1 : 0;
+    }
+    EXPECT_EQ(calculated, 42u);
+}
+
+TEST(Catalogue, FeatureDescriptionsNameTheirFeature) {
+    // Rows whose source text does not give the feature number.
+    const std::map<std::string, std::string> irregular = {
+        {"Disable Normal (DN)", "Feature 0Ah: "},
+        {"Predictable Latency Enable", "Feature 13h: "},
+        {"Predictable Latency Mode Window Select", "Feature 14h: "},
+    };
+    std::size_t features = 0;
+    for (const auto& row : orka::CATALOGUE_ROWS) {
+        const std::string source = row.source;
+        const std::string description = row.description;
+        if (!StartsWith(source, "Get Feature ")) {
+            EXPECT_FALSE(StartsWith(description, "Feature ")) << row.name;
+            continue;
+        }
+        ++features;
+        const auto special = irregular.find(row.name);
+        const std::string prefix =
+            special != irregular.end() ? special->second : "Feature " + source.substr(12) + ": ";
+        EXPECT_TRUE(StartsWith(description, prefix)) << row.name << ": " << description;
+        EXPECT_GT(description.size(), prefix.size() + 10) << row.name;
+    }
+    EXPECT_EQ(features, 51u);
+    EXPECT_EQ(std::string(FindRow("Disable Normal (DN)")->source), "Get Feature 0h");
+    EXPECT_EQ(std::string(FindRow("Predictable Latency Enable")->source), "Get Feature 12h");
+    EXPECT_EQ(std::string(FindRow("Predictable Latency Mode Window Select")->source), "Get Feature 12h");
+}
+
+TEST(Catalogue, ReadRecoveryLevelKeepsItsIrregularName) {
+    ASSERT_NE(FindRow("Read Recovery Level(RRL)"), nullptr);
+    EXPECT_EQ(std::string(FindRow("Read Recovery Level(RRL)")->source), "Get Feature 12h");
+    EXPECT_EQ(FindRow("Read Recovery Level (RRL)"), nullptr);
+    ExpandFresh();
+    EXPECT_EQ(orka::PARAMETER_INFO.count("Read Recovery Level(RRL)"), 1u);
+    EXPECT_EQ(orka::PARAMETER_INFO.count("Read Recovery Level (RRL)"), 0u);
+}
+
+TEST(CatalogueExpansion, NumbersEveryInstanceAndDropsTheTemplates) {
+    ExpandFresh();
+    // 306 plain names, 13 power state rows x 32, 56 namespace rows, 3 LBA
+    // format rows x 16, 3 sensor rows x 8, 9 self-test rows x 20, 1 slot row x 7,
+    // 6 LBA range rows x 16; the interrupt vector row has no range and goes.
+    EXPECT_EQ(orka::PARAMETER_INFO.size(), 1133u);
+    for (const auto& [name, info] : orka::PARAMETER_INFO) {
+        EXPECT_EQ(name.find('#'), std::string::npos) << name;
+        EXPECT_FALSE(StartsWith(name, "Interrupt Vector")) << name;
+        EXPECT_FALSE(std::regex_search(name, std::regex("^Error [0-9]"))) << name;
+        EXPECT_FALSE(std::regex_search(name, std::regex("^Namespace [02-9]"))) << name;
+    }
+
+    struct Family {
+        std::string prefix;
+        std::size_t names;
+    };
+    const Family families[] = {
+        {"Power State ", 13 * 32},      {"Namespace 1 LBA ", 3 * 16}, {"Namespace 1 ", 56 + 3 * 16},
+        {"Temperature Sensor ", 3 * 8}, {"Self-Test ", 9 * 20},       {"Firmware Slot ", 7 + 1},
+        {"LBA Range ", 6 * 16},
+    };
+    for (const auto& family : families) {
+        const auto count =
+            std::count_if(orka::PARAMETER_INFO.begin(), orka::PARAMETER_INFO.end(),
+                          [&](const auto& entry) { return StartsWith(entry.first, family.prefix); });
+        EXPECT_EQ(static_cast<std::size_t>(count), family.names) << family.prefix;
+    }
+
+    struct Instance {
+        std::string name;
+        bool present;
+        std::string template_name;
+    };
+    const Instance instances[] = {
+        {"Power State 0 Maximum Power (MP)", true, "Power State # Maximum Power (MP)"},
+        {"Power State 31 Relative Write Latency (RWL)", true, "Power State # Relative Write Latency (RWL)"},
+        {"Power State 32 Maximum Power (MP)", false, ""},
+        {"Power State 31 Idle Time Prior to Transition (ITPT)", true,
+         "Power State # Idle Time Prior to Transition (ITPT)"},
+        {"Namespace 1 Size", true, "Namespace # Size"},
+        {"Namespace 1 Active LBA Size", true, "Namespace # Active LBA Size"},
+        {"Namespace 0 Size", false, ""},
+        {"Namespace 2 Size", false, ""},
+        {"Namespace 1 LBA 0 Data Size (LBADS)", true, "Namespace # LBA # Data Size (LBADS)"},
+        {"Namespace 1 LBA 15 Metadata Size (MS)", true, "Namespace # LBA # Metadata Size (MS)"},
+        {"Namespace 1 LBA 16 Data Size (LBADS)", false, ""},
+        {"Temperature Sensor 0", false, ""},
+        {"Temperature Sensor 1", true, "Temperature Sensor #"},
+        {"Temperature Sensor 8", true, "Temperature Sensor #"},
+        {"Temperature Sensor 9", false, ""},
+        {"Temperature Sensor 8 Under Threshold", true, "Temperature Sensor # Under Threshold"},
+        {"Self-Test 0 Result", false, ""},
+        {"Self-Test 1 Result", true, "Self-Test # Result"},
+        {"Self-Test 20 Power On Hours", true, "Self-Test # Power On Hours"},
+        {"Self-Test 21 Result", false, ""},
+        {"Firmware Slot 0 Revision", false, ""},
+        {"Firmware Slot 1 Revision", true, "Firmware Slot # Revision"},
+        {"Firmware Slot 7 Revision", true, "Firmware Slot # Revision"},
+        {"Firmware Slot 8 Revision", false, ""},
+        {"Firmware Slot 1 Read Status", true, "Firmware Slot 1 Read Status"},
+        {"LBA Range 0 Type", true, "LBA Range # Type"},
+        {"LBA Range 15 Unique Identifier", true, "LBA Range # Unique Identifier"},
+        {"LBA Range 16 Type", false, ""},
+        {"Interrupt Vector 0 Coalescing Disable (CD)", false, ""},
+        {"Error 0", false, ""},
+    };
+    const auto rows = RowsAsMap();
+    for (const auto& instance : instances) {
+        const auto entry = orka::PARAMETER_INFO.find(instance.name);
+        ASSERT_EQ(entry != orka::PARAMETER_INFO.end(), instance.present) << instance.name;
+        if (instance.present) {
+            const auto& from = rows.at(instance.template_name);
+            EXPECT_EQ(entry->second.source, from.source) << instance.name;
+            EXPECT_EQ(entry->second.description, from.description) << instance.name;
+        }
+    }
+}
+
+TEST(CatalogueExpansion, RunningAgainChangesNothing) {
+    ExpandFresh();
+    const auto once = orka::PARAMETER_INFO;
+    orka::ExpandParameterCatalogue();
+    EXPECT_EQ(orka::PARAMETER_INFO.size(), once.size());
+    EXPECT_TRUE(
+        std::equal(once.begin(), once.end(), orka::PARAMETER_INFO.begin(), [](const auto& a, const auto& b) {
+            return a.first == b.first && a.second.source == b.second.source &&
+                   a.second.description == b.second.description;
+        }));
+}
+
+std::string TwoHexDigits(unsigned int value) {
+    char text[3];
+    std::snprintf(text, sizeof(text), "%02X", value);
+    return text;
+}
+
+TEST(SettingLists, ReadListRepeatsFeature16hAndHasNo17h) {
+    const auto& list = orka::READINFO_PARAMETERS;
+    EXPECT_EQ(list.size(), 56u);
+    EXPECT_EQ(std::count(list.begin(), list.end(), "read feature 16h"), 2);
+    EXPECT_EQ(std::count(list.begin(), list.end(), "read feature 17h"), 0);
+    for (unsigned int feature = 0x01; feature <= 0x18; ++feature) {
+        if (feature == 0x16 || feature == 0x17) {
+            continue;
+        }
+        const std::string name = "read feature " + TwoHexDigits(feature) + "h";
+        EXPECT_EQ(std::count(list.begin(), list.end(), name), 1) << name;
+    }
+    for (unsigned int page = 0x01; page <= 0x10; ++page) {
+        const std::string name = "read log page " + TwoHexDigits(page) + "h";
+        EXPECT_EQ(std::count(list.begin(), list.end(), name), 1) << name;
+    }
+    const std::vector<std::string> head(list.begin(), list.begin() + 6);
+    EXPECT_EQ(head, (std::vector<std::string>{"short description", "log hex data", "read system data",
+                                              "read extended system data", "read identify controller",
+                                              "read identify namespace"}));
+    const std::vector<std::string> tail(list.end() - 10, list.end());
+    EXPECT_EQ(tail, (std::vector<std::string>{"samples", "interval in ms", "display sample rate",
+                                              "log sample rate", "compare type", "compare file", "rules file",
+                                              "fail limit", "high priority", "high resolution timer"}));
+}
+
+TEST(SettingLists, SelfTestAndSanitize) {
+    EXPECT_EQ(orka::SELFTEST_PARAMETERS,
+              (std::vector<std::string>{"short description", "display sample interval in sec",
+                                        "extended self-test", "read command times", "read smart data",
+                                        "abort time", "high priority", "high resolution timer"}));
+    EXPECT_EQ(orka::SANITIZE_PARAMETERS,
+              (std::vector<std::string>{"short description", "display sample interval in sec",
+                                        "sanitize type", "read command times", "read smart data",
+                                        "high priority", "high resolution timer"}));
+}
+
+}  // namespace

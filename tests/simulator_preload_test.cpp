@@ -1,0 +1,167 @@
+// The simulator's preload mechanics, seen from inside a process: the sysfs
+// paths and the device it serves, through the ways the tool reaches them.
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <linux/nvme_ioctl.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "orka_linux.h"
+#include "support/simulator.h"
+
+namespace {
+
+using testing_support::Journal;
+using testing_support::UseProfile;
+
+std::string ReadText(const std::string& path) {
+    std::ifstream in(path);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+std::vector<std::string> Listing(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+        names.push_back(entry.path().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class SimulatedPreload : public ::testing::Test {
+  protected:
+    void TearDown() override { testing_support::StopSimulation(); }
+};
+
+TEST_F(SimulatedPreload, BlockListingHoldsOnlySimulatedNamespaces) {
+    UseProfile("dual-namespace");
+    EXPECT_EQ(Listing("/sys/block/"), (std::vector<std::string>{"/sys/block/nvme0n1", "/sys/block/nvme0n2",
+                                                                "/sys/block/nvme1n1", "/sys/block/nvme1n2"}));
+    auto drives = orka::GetNvmeDriveList();
+    std::sort(drives.begin(), drives.end());
+    EXPECT_EQ(drives, (std::vector<std::string>{"0", "0", "1", "1"}));
+}
+
+TEST_F(SimulatedPreload, ProfileWithoutDrivesListsNothing) {
+    UseProfile("no-drives");
+    EXPECT_EQ(Listing("/sys/block/"), std::vector<std::string>{});
+    EXPECT_EQ(orka::GetNvmeDriveList(), std::vector<std::string>{});
+}
+
+TEST_F(SimulatedPreload, SysfsFilesCarryTheProfileValues) {
+    UseProfile("plain-1.2.1");
+    const struct {
+        const char* path;
+        const char* content;
+    } cases[] = {
+        {"/sys/block/nvme0n1/size", "1953525168\n"},
+        {"/sys/block/nvme0n1/device/model", "Brantix Sim Plain 1TB\n"},
+        {"/sys/block/nvme0n1/device/address", "0000:01:00.0\n"},
+        {"/sys/class/nvme/nvme0/address", "0000:01:00.0\n"},
+        {"/sys/class/nvme/nvme0/serial", "PLN121000001\n"},
+        {"/sys/class/nvme/nvme0/firmware_rev", "P1.2.1A\n"},
+        {"/sys/bus/pci/devices/0000:01:00.0/vendor", "0x1b96\n"},
+        {"/sys/bus/pci/devices/0000:01:00.0/device", "0x2262\n"},
+        {"/sys/bus/pci/devices/0000:01:00.0/max_link_speed", "8.0 GT/s PCIe\n"},
+        {"/sys/bus/pci/devices/0000:01:00.0/current_link_width", "4\n"},
+        {"/sys/bus/pci/devices/0000:00:1c.0/secondary_bus_number", "1\n"},
+        {"/sys/bus/pci/devices/0000:00:1c.0/vendor", "0x8086\n"},
+        {"/sys/class/dmi/id/bios_version", "SIM.BIOS.0042\n"},
+        {"/sys/class/dmi/id/product_name", "Simulated Workstation\n"},
+        {"//sys//block/./nvme0n1/size", "1953525168\n"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(ReadText(c.path), c.content) << c.path;
+    }
+}
+
+TEST_F(SimulatedPreload, PciDeviceIsALinkBelowItsUpstreamPort) {
+    UseProfile("plain-1.2.1");
+    char target[256] = {};
+    ASSERT_GT(readlink("/sys/bus/pci/devices/0000:01:00.0", target, sizeof target - 1), 0);
+    EXPECT_EQ(std::string(target), "../../../devices/pci0000:00/0000:00:1c.0/0000:01:00.0");
+    EXPECT_EQ(std::filesystem::read_symlink("/sys/bus/pci/devices/0000:01:00.0").string(),
+              "../../../devices/pci0000:00/0000:00:1c.0/0000:01:00.0");
+    EXPECT_EQ(ReadText("/sys/bus/pci/devices/0000:01:00.0/../secondary_bus_number"), "1\n");
+}
+
+TEST_F(SimulatedPreload, DeviceIsACharacterDeviceThatOpensReadWrite) {
+    UseProfile("plain-1.2.1");
+    struct stat info {};
+    ASSERT_EQ(stat("/dev/nvme0", &info), 0);
+    EXPECT_TRUE(S_ISCHR(info.st_mode));
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/nvme0"));
+    const int fd = open("/dev/nvme0", O_RDWR);
+    ASSERT_GT(fd, 0);
+    ASSERT_EQ(fstat(fd, &info), 0);
+    EXPECT_TRUE(S_ISCHR(info.st_mode));
+    EXPECT_EQ(close(fd), 0);
+    // A controller the profile does not have is left to the real system.
+    errno = 0;
+    EXPECT_EQ(open("/dev/nvme7", O_RDWR), -1);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(SimulatedPreload, IdentifyControllerThroughTheAdminCommand) {
+    UseProfile("plain-1.2.1");
+    const int fd = orka::GetNvmeId("/dev/nvme0", false);
+    unsigned char data[4096] = {};
+    nvme_admin_cmd cmd{};
+    cmd.opcode = 0x06;
+    cmd.cdw10 = 1;
+    cmd.addr = reinterpret_cast<uintptr_t>(data);
+    cmd.data_len = sizeof data;
+    cmd.result = 99;
+    ASSERT_EQ(ioctl(fd, NVME_IOCTL_ADMIN_CMD, &cmd), 0);
+    const unsigned result = cmd.result;
+    orka::CloseNvmeId(fd);
+    EXPECT_EQ(data[0] | data[1] << 8, 0x1b96);
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(data + 24), 40),
+              "Brantix Sim Plain 1TB                   ");
+    EXPECT_EQ(result, 0u);
+    const auto journal = Journal();
+    ASSERT_EQ(journal.size(), 1u);
+    EXPECT_EQ(journal[0].toStyledString(), testing_support::ParseJson(R"({"device": "/dev/nvme0", "opcode": 6,
+        "nsid": 0, "cdw10": 1, "cdw11": 0, "cdw12": 0, "cdw13": 0, "cdw14": 0, "cdw15": 0, "data_len": 4096,
+        "return": 0, "errno": 0, "result": 0})")
+                                               .toStyledString());
+}
+
+TEST_F(SimulatedPreload, OtherIoctlsOnTheDeviceAreRefusedAndOtherDescriptorsPassThrough) {
+    UseProfile("plain-1.2.1");
+    const int fd = open("/dev/nvme0", O_RDWR);
+    ASSERT_GT(fd, 0);
+    errno = 0;
+    EXPECT_EQ(ioctl(fd, NVME_IOCTL_RESET), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    close(fd);
+    // Once closed, the same descriptor number is an ordinary file again.
+    const int other = open("/dev/null", O_RDWR);
+    nvme_admin_cmd cmd{};
+    errno = 0;
+    EXPECT_EQ(ioctl(other, NVME_IOCTL_ADMIN_CMD, &cmd), -1);
+    EXPECT_EQ(errno, ENOTTY);
+    close(other);
+    EXPECT_EQ(Journal().size(), 0u);
+}
+
+TEST_F(SimulatedPreload, InertWithoutAProfile) {
+    testing_support::StopSimulation();
+    struct stat info {};
+    EXPECT_EQ(stat("/dev/nvme0", &info), -1);
+    for (const auto& name : Listing("/sys/block/")) {
+        EXPECT_EQ(name.find("/sys/block/nvme"), std::string::npos) << name;
+    }
+}
+
+}  // namespace

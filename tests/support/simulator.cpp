@@ -1,0 +1,170 @@
+#include "support/simulator.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace testing_support {
+
+namespace {
+
+std::filesystem::path current_journal;
+
+std::string PreloadValue() {
+    const char* existing = getenv("LD_PRELOAD");
+    std::string value = BRANTIX_SIM_LIBRARY;
+    if (existing != nullptr && *existing != '\0' &&
+        std::string(existing).find(BRANTIX_SIM_LIBRARY) == std::string::npos) {
+        value += ":" + std::string(existing);
+    } else if (existing != nullptr && *existing != '\0') {
+        value = existing;
+    }
+    return value;
+}
+
+std::string AsanOptions() {
+    const char* existing = getenv("ASAN_OPTIONS");
+    std::string value = existing == nullptr ? "" : existing;
+    if (value.find("verify_asan_link_order") == std::string::npos) {
+        value += std::string(value.empty() ? "" : ":") + "verify_asan_link_order=0";
+    }
+    return value;
+}
+
+std::vector<Json::Value> ReadJournal(const std::filesystem::path& path) {
+    std::vector<Json::Value> records;
+    std::ifstream in(path);
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty()) {
+            records.push_back(ParseJson(line));
+        }
+    }
+    return records;
+}
+
+}  // namespace
+
+std::string ProfilePath(const std::string& name) {
+    if (name.find('/') != std::string::npos) {
+        return name;
+    }
+    return std::string(BRANTIX_SIM_PROFILES) + "/" + name + ".json";
+}
+
+Json::Value ParseJson(const std::string& text) {
+    Json::CharReaderBuilder builder;
+    Json::Value value;
+    std::string errors;
+    std::istringstream in(text);
+    if (!Json::parseFromStream(builder, in, &value, &errors)) {
+        throw std::runtime_error("not JSON: " + errors + "\n" + text.substr(0, 400));
+    }
+    return value;
+}
+
+Json::Value ProfileSource(const std::string& name) {
+    std::ifstream in(ProfilePath(name));
+    std::ostringstream content;
+    content << in.rdbuf();
+    Json::Value source = ParseJson(content.str());
+    if (source.isMember("same as")) {
+        const auto folder = std::filesystem::path(ProfilePath(name)).parent_path();
+        return ProfileSource((folder / source["same as"].asString()).string());
+    }
+    return source;
+}
+
+bool SimulatorLoaded() {
+    return dlsym(RTLD_DEFAULT, "brantix_sim_loaded") != nullptr;
+}
+
+void UseProfile(const std::string& name, const std::string& faults) {
+    if (!SimulatorLoaded()) {
+        throw std::runtime_error("the simulator is not preloaded; run this test through ctest");
+    }
+    const auto dir = MakeTempDir("sim");
+    current_journal = dir / "journal.jsonl";
+    setenv("BRANTIX_SIM_STATE", (dir / "state").c_str(), 1);
+    setenv("BRANTIX_SIM_JOURNAL", current_journal.c_str(), 1);
+    setenv("BRANTIX_SIM_FAULTS", faults.c_str(), 1);
+    setenv("BRANTIX_SIM_PROFILE", ProfilePath(name).c_str(), 1);
+}
+
+void StopSimulation() {
+    unsetenv("BRANTIX_SIM_PROFILE");
+    unsetenv("BRANTIX_SIM_FAULTS");
+}
+
+std::vector<Json::Value> Journal() {
+    return ReadJournal(current_journal);
+}
+
+std::vector<Json::Value> SimulatedRun::Journal() const {
+    return ReadJournal(journal_path);
+}
+
+SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options, const std::string& faults) {
+    const auto dir = MakeTempDir("sim");
+    const auto journal = dir / "journal.jsonl";
+    options.env["LD_PRELOAD"] = PreloadValue();
+    options.env["ASAN_OPTIONS"] = AsanOptions();
+    options.env["BRANTIX_SIM_PROFILE"] = ProfilePath(profile);
+    options.env["BRANTIX_SIM_STATE"] = (dir / "state").string();
+    options.env["BRANTIX_SIM_JOURNAL"] = journal.string();
+    options.env["BRANTIX_SIM_FAULTS"] = faults;
+    SimulatedRun run;
+    static_cast<RunResult&>(run) = RunBrantix(options);
+    run.journal_path = journal;
+    return run;
+}
+
+CommandResult RunUnderSimulator(const std::string& profile, const std::vector<std::string>& command,
+                                const std::string& state_dir) {
+    int pipe_fds[2];
+    if (pipe(pipe_fds) != 0) {
+        throw std::runtime_error("pipe failed");
+    }
+    const pid_t child = fork();
+    if (child < 0) {
+        throw std::runtime_error("fork failed");
+    }
+    if (child == 0) {
+        close(pipe_fds[0]);
+        dup2(pipe_fds[1], STDOUT_FILENO);
+        close(pipe_fds[1]);
+        const int null_fd = ::open("/dev/null", O_WRONLY);
+        dup2(null_fd, STDERR_FILENO);
+        setenv("LD_PRELOAD", PreloadValue().c_str(), 1);
+        setenv("ASAN_OPTIONS", AsanOptions().c_str(), 1);
+        setenv("BRANTIX_SIM_PROFILE", ProfilePath(profile).c_str(), 1);
+        setenv("BRANTIX_SIM_STATE", state_dir.c_str(), 1);
+        unsetenv("BRANTIX_SIM_FAULTS");
+        unsetenv("BRANTIX_SIM_JOURNAL");
+        std::vector<char*> argv;
+        for (const auto& arg : command) {
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        }
+        argv.push_back(nullptr);
+        execvp(argv[0], argv.data());
+        _exit(127);
+    }
+    close(pipe_fds[1]);
+    CommandResult result;
+    char buffer[4096];
+    for (ssize_t got; (got = read(pipe_fds[0], buffer, sizeof buffer)) > 0;) {
+        result.output.append(buffer, static_cast<size_t>(got));
+    }
+    close(pipe_fds[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+}  // namespace testing_support

@@ -1,0 +1,64 @@
+// Helpers for tests that work against the drive simulator.
+//
+// In-process tests (suite names beginning with "Simulated") run in a second
+// registration of brantix_tests with the simulator preloaded; UseProfile
+// switches it to a profile. Binary runs (RunBrantixOnProfile) preload the
+// simulator into the child themselves and work in any suite.
+#pragma once
+
+#include <json/json.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/brantix_run.h"
+
+namespace testing_support {
+
+// The profile file for a name under simulator/profiles/ ("rich-1.4"), or the
+// argument itself when it is a path.
+std::string ProfilePath(const std::string& name);
+
+// The parsed source of a profile (the JSON file as written).
+Json::Value ProfileSource(const std::string& name);
+
+// True when the simulator library is preloaded into this process.
+bool SimulatorLoaded();
+
+// Points the preloaded simulator at a profile, with a fresh state directory
+// and a fresh, empty journal; `faults` is the per-run fault list
+// (BRANTIX_SIM_FAULTS). Throws when the simulator is not preloaded.
+void UseProfile(const std::string& name, const std::string& faults = "");
+
+// Makes the preloaded simulator inert again.
+void StopSimulation();
+
+// The admin commands the simulator received since UseProfile, one object per
+// command: "device", "opcode", "nsid", "cdw10".."cdw15", "data_len",
+// "return", "errno", "result".
+std::vector<Json::Value> Journal();
+
+struct SimulatedRun : RunResult {
+    std::filesystem::path journal_path;
+    std::vector<Json::Value> Journal() const;
+};
+
+// Runs the brantix binary under the simulator with `profile`, in a fresh
+// temporary directory, with fresh simulator state and journal.
+SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options,
+                                 const std::string& faults = "");
+
+// Runs a command under the simulator and returns its exit code and standard
+// output (standard error is dropped). `env` adds variables.
+struct CommandResult {
+    int exit_code = -1;
+    std::string output;
+};
+CommandResult RunUnderSimulator(const std::string& profile, const std::vector<std::string>& command,
+                                const std::string& state_dir);
+
+// Reads one JSON document from text; throws when it is not valid JSON.
+Json::Value ParseJson(const std::string& text);
+
+}  // namespace testing_support
