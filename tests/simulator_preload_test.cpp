@@ -6,10 +6,13 @@
 #include <linux/nvme_ioctl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -161,6 +164,37 @@ TEST_F(SimulatedPreload, InertWithoutAProfile) {
     EXPECT_EQ(stat("/dev/nvme0", &info), -1);
     for (const auto& name : Listing("/sys/block/")) {
         EXPECT_EQ(name.find("/sys/block/nvme"), std::string::npos) << name;
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// scripts/with-simulator, as a user runs it.
+TEST(SimulatorScript, RunsACommandWithAProfileByNameOrPath) {
+    const std::string script = std::string(BRANTIX_SOURCE_DIR) + "/scripts/with-simulator";
+    const auto dir = testing_support::MakeTempDir("script");
+    const std::string output = (dir / "out.txt").string();
+    const struct {
+        std::string profile;
+        std::string file;
+        int status;
+        std::string content;
+    } cases[] = {
+        {"plain-1.2.1", "/sys/class/nvme/nvme0/serial", 0, "PLN121000001\n"},
+        {testing_support::ProfilePath("dual-namespace"), "/sys/class/nvme/nvme1/model", 0,
+         "Brantix Sim Dual 1\n"},
+        {"demo", "/sys/class/nvme/nvme0/firmware_rev", 0, "R1.4.0C\n"},
+        {"no-such-profile", "/sys/class/nvme/nvme0/serial", 2, ""},
+    };
+    for (const auto& c : cases) {
+        const std::string command = "env -u LD_PRELOAD -u BRANTIX_SIM_PROFILE BRANTIX_SIM_LIBRARY='" +
+                                    std::string(BRANTIX_SIM_LIBRARY) + "' '" + script + "' '" + c.profile +
+                                    "' -- cat " + c.file + " > '" + output + "' 2>/dev/null";
+        const int status = std::system(command.c_str());
+        EXPECT_EQ(WEXITSTATUS(status), c.status) << c.profile;
+        EXPECT_EQ(ReadText(output), c.content) << c.profile;
     }
 }
 
