@@ -1,0 +1,535 @@
+// Identify Controller decoding from raw structures built at the standard's byte offsets.
+#include "identify_controller.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "orka.h"
+#include "orka_nvme.h"
+#include "support/byte_fixture.h"
+
+namespace {
+
+using testing_support::ByteFixture;
+
+constexpr unsigned int V121 = 0x00010201;
+constexpr unsigned int V130 = 0x00010300;
+constexpr unsigned int V140 = 0x00010400;
+const std::string ABSENT = "<absent>";
+const std::string SERIAL = "S4EWNX0R123456      ";
+const std::string MODEL = "Acme NVMe SSD 512GB" + std::string(21, ' ');
+
+// A plausible drive; the tests change single fields of it.
+ByteFixture Controller(unsigned int version) {
+    ByteFixture bytes(4096);
+    bytes
+        .put16(0, 0x144D)  // VID
+        .put16(2, 0x1C5C)  // SSVID
+        .putText(4, SERIAL)
+        .putText(24, MODEL)
+        .putText(64, "2B2QEXM7")
+        .put8(72, 2)              // RAB
+        .putText(73, "\x38\x25")  // IEEE 00-25-38, least significant byte first
+        .put8(76, 0x05)           // CMIC: multiple ports, SR-IOV
+        .put8(77, 9)              // MDTS
+        .put16(78, 4660)          // CNTLID
+        .put32(80, version)       // VER
+        .put32(84, 1500000)       // RTD3R
+        .put32(92, 1u << 9)       // OAES: firmware activation notices
+        .put32(96, 1)             // CTRATT: 128-bit host identifier
+        .put8(253, 0x02)          // NVMSR: enclosure
+        .put8(254, 0x80 | 100)    // VWCI: 100 cycles, valid
+        .put8(255, 0x01)          // MEC: SMBus
+        .put16(256, 0x0006)       // OACS: format, firmware
+        .put8(258, 3)             // ACL
+        .put8(259, 7)             // AERL
+        .put8(260, 0x17)          // FRMW: no reset, 3 slots, slot 1 read only
+        .put8(261, 0x03)          // LPA
+        .put8(262, 63)            // ELPE
+        .put8(263, 2)             // NPSS
+        .put8(265, 1)             // APSTA
+        .put16(266, 358)          // WCTEMP
+        .put16(270, 50)           // MTFA
+        .put32(272, 8192)         // HMPRE
+        .put16(320, 100)          // KAS
+        .put16(326, 353)          // MXTMT
+        .put32(328, 0x3)          // SANICAP: crypto, block
+        .put8(512, 0x66)          // SQES
+        .put8(513, 0x44)          // CQES
+        .put32(516, 1024)         // NN
+        .put16(520, 0x1F)         // ONCS
+        .put8(524, 0x04)          // FNA: crypto erase
+        .put8(525, 0x01)          // VWC
+        .put16(526, 0xFFFF)       // AWUN
+        .put8(530, 0x01)          // NVSCC
+        .putText(768, std::string("nqn.2014-08.org.acme:ssd") + '\0' + "stale")
+        // power state 0
+        .put16(2048, 2500)
+        // power state 1: MXPS, all fields set
+        .put16(2080, 35000)
+        .put8(2083, 0x01)
+        .put32(2084, 2000)
+        .put32(2088, 1500000)
+        .put8(2092, 0xE1)
+        .put8(2093, 2)
+        .put8(2094, 3)
+        .put8(2095, 0x1F)
+        .put16(2096, 5000)
+        .put8(2098, 0x40)
+        .put16(2100, 450)
+        .put8(2102, 0x82)
+        // power state 2: non-operational, scales out of range
+        .put16(2112, 1)
+        .put8(2115, 0x02)
+        .put16(2128, 3)
+        .put8(2130, 0x00)
+        .put16(2132, 7)
+        .put8(2134, 0xC5);
+    return bytes;
+}
+
+class IdentifyControllerTest : public ::testing::Test {
+  protected:
+    void SetUp() override { orka::ExpandParameterCatalogue(); }
+
+    Json::Value Decode(const ByteFixture& bytes, bool raw_hex = false) {
+        const auto data = bytes.as<orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA>();
+        Json::Value info;
+        orka::DecodeIdentifyController(data, info, raw_hex, highest);
+        return info;
+    }
+
+    static std::string Value(const Json::Value& info, const std::string& name) {
+        const Json::Value& parameters = info["nvme"]["parameters"];
+        return parameters.isMember(name) ? parameters[name]["value"].asString() : ABSENT;
+    }
+
+    unsigned int highest = 0;
+};
+
+struct Expected {
+    const char* name;
+    std::string value;
+};
+
+TEST_F(IdentifyControllerTest, DecodesEveryFieldOfAVersion13Drive) {
+    const Json::Value info = Decode(Controller(V130));
+    const std::vector<Expected> expected = {
+        {"Controller Vendor", "Samsung"},
+        {"Subsystem Vendor", "SK Hynix"},
+        {"PCI Vendor ID (VID)", "0x144D"},
+        {"PCI Subsystem Vendor ID (SSVID)", "0x1C5C"},
+        {"Serial Number (SN)", SERIAL},
+        {"Model Number (MN)", MODEL},
+        {"Firmware Revision (FR)", "2B2QEXM7"},
+        {"Recommended Arbitration Burst (RAB)", "2 (2^2=4)"},
+        {"IEEE OUI Identifier (IEEE)", "00-25-38"},
+        {"NVM Subsystem PCIe Ports", "Multiple"},
+        {"NVM Subsystem Controllers", "Single"},
+        {"Associated Function Type", "SR-IOV Virtual"},
+        {"Maximum Data Transfer Size (MDTS)", "9 (2^9=512)"},
+        {"Controller ID (CNTLID)", "4660"},
+        {"Version (VER)", "1.3.0"},
+        {"RTD3 Resume Latency (RTD3R)", "1,500,000 uS (1.500 sec)"},
+        {"RTD3 Entry Latency (RTD3E)", "Not Reported"},
+        {"Firmware Activation Notices", "Supported"},
+        {"Namespace Attribute Notices", "Not Supported"},
+        {"128-bit Host Identifier", "Supported"},
+        {"Non-Operational Power State Permissive Mode", "Not Supported"},
+        {"FRU Globally Unique Identifier (FGUID)", "000000-00000000000000000000000000"},
+        {"NVMe Storage Device (NVMESD)", "Not Supported"},
+        {"NVMe Enclosure (NVMEE)", "Supported"},
+        {"VPD Write Cycles Remaining (VWCR)", "100"},
+        {"PCIe Management Endpoint (PCIEME)", "Not Supported"},
+        {"SMBus Management Endpoint (SMBUSME)", "Supported"},
+        {"Namespace Management and Attachment Commands", "Not Supported"},
+        {"Firmware Commit and Image Download Commands", "Supported"},
+        {"Format NVM Command", "Supported"},
+        {"Security Send and Security Receive Command", "Not Supported"},
+        {"Device Self-test Command", "Not Supported"},
+        {"Abort Command Limit (ACL)", "4"},
+        {"Asynchronous Event Request Limit (AERL)", "8"},
+        {"Firmware Activation Without Reset", "Supported"},
+        {"Firmware Slots", "3"},
+        {"Firmware Slot 1 Read Status", "Read only"},
+        {"SMART/Health Log Page per Namespace", "Supported"},
+        {"Commands Supported and Effects Log Page", "Supported"},
+        {"Extended Data for Get Log Page", "Not Supported"},
+        {"Telemetry Log Notices", "Not Supported"},
+        {"Persistent Event Log", "Not Supported"},
+        {"Error Log Page Entries (ELPE)", "64"},
+        {"Number of Power States Support (NPSS)", "3"},
+        {"Admin Vendor Specific command handling", "Vendor Specific"},
+        {"Autonomous Power State Transition", "Supported"},
+        {"Warning Composite Temperature Threshold (WCTEMP)", "85 C"},
+        {"Critical Composite Temperature Threshold (CCTEMP)", "Not Reported"},
+        {"Maximum Time for Firmware Activation (MTFA)", "5,000 mS"},
+        {"Host Memory Buffer Preferred Size (HMPRE)", "8,192 (32,768 KiB)"},
+        {"Host Memory Buffer Minimum Size (HMMIN)", "Any Amount"},
+        {"Total NVM Capacity (TNVMCAP)", ABSENT},
+        {"Replay Protected Memory Blocks (RPMBS)", "Not Supported"},
+        {"Number of RPMB Units", ABSENT},
+        {"Extended Device Self-test Time (EDSTT)", ABSENT},
+        {"One Self-Test", "Per Controller"},
+        {"Firmware Update Granularity (FWUG)", "Not Reported"},
+        {"Keep Alive Support (KAS)", "10,000 mS"},
+        {"Host Controlled Thermal Management (HCTMA)", "Not Supported"},
+        {"Minimum Thermal Management Temperature (MNTMT)", "Not Reported"},
+        {"Maximum Thermal Management Temperature (MXTMT)", "80 C"},
+        {"Overwrite Sanitize", "Not Supported"},
+        {"Block Erase Sanitize", "Supported"},
+        {"Crypto Erase Sanitize", "Supported"},
+        {"Maximum Submission Queue Entry Size", "6 (2^6=64)"},
+        {"Required Submission Queue Entry Size", "6 (2^6=64)"},
+        {"Maximum Completion Queue Entry Size", "4 (2^4=16)"},
+        {"Required Completion Queue Entry Size", "4 (2^4=16)"},
+        {"Maximum Outstanding Commands (MAXCMD)", "Not Supported"},
+        {"Number of Namespaces (NN)", "1024"},
+        {"Compare NVM Command", "Supported"},
+        {"Write Zeroes NVM Command", "Supported"},
+        {"Save/Select Fields in Features Command", "Supported"},
+        {"Reservations", "Not Supported"},
+        {"Timestamp Feature", "Not Supported"},
+        {"Compare and Write Fused Operation", "Not Supported"},
+        {"Format All Namespaces", "Not Supported"},
+        {"Crypto Erase", "Supported"},
+        {"Volatile Write Cache (VWC)", "Supported"},
+        {"Atomic Write Unit Normal (AWUN)", "All Commands"},
+        {"Atomic Write Unit Power Fail (AWUPF)", "1"},
+        {"Vendor Specific Command Configuration", "Not Vendor Specific"},
+        {"Atomic Compare & Write Unit (ACWU)", ABSENT},
+        {"SGL support in NVM command", "Not Supported"},
+        {"Keyed SGL Data Block descriptor", ABSENT},
+        {"NVM Subsystem NVMe Qualified Name (SUBNQN)", "nqn.2014-08.org.acme:ssd"},
+        // 1.4 fields that this drive leaves clear are not reported at all
+        {"NVM Sets", ABSENT},
+        {"Asymmetric Namespace Access Reporting", ABSENT},
+        {"Controller Type (CNTRLTYPE)", ABSENT},
+        {"Maximum Number Allowed Namespaces (MNAN)", ABSENT},
+    };
+    for (const auto& [name, value] : expected) {
+        EXPECT_EQ(Value(info, name), value) << name;
+    }
+    EXPECT_EQ(highest, V130);
+    EXPECT_EQ(info["nvme"]["parameters"]["Version (VER)"]["source"].asString(), "Identify Controller");
+}
+
+TEST_F(IdentifyControllerTest, DecodesPowerStateDescriptors) {
+    const Json::Value info = Decode(Controller(V130));
+    const std::vector<Expected> expected = {
+        {"Power State 0 Maximum Power (MP)", "25 Watts"},
+        {"Power State 0 Active Power (ACTP)", "Not Reported"},
+        {"Power State 0 Active Power Workload (APW)", "No workload"},
+        {"Power State 0 Idle Power (IDLP)", "Not Reported"},
+        {"Power State 0 Non-Operational State (NOPS)", "False"},
+        {"Power State 0 Entry Latency (ENLAT)", "Not Reported"},
+        {"Power State 0 Exit Latency (EXLAT)", "Not Reported"},
+        {"Power State 0 Relative Read Throughput (RRT)", "0"},
+        {"Power State 1 Maximum Power (MP)", "3.5 Watts"},
+        {"Power State 1 Active Power (ACTP)", "4.5 Watts"},
+        {"Power State 1 Active Power Workload (APW)", "Workload #2"},
+        {"Power State 1 Idle Power (IDLP)", "0.5 Watts"},
+        {"Power State 1 Non-Operational State (NOPS)", "False"},
+        {"Power State 1 Entry Latency (ENLAT)", "2,000 uS (0.002 sec)"},
+        {"Power State 1 Exit Latency (EXLAT)", "1,500,000 uS (1.500 sec)"},
+        {"Power State 1 Relative Read Throughput (RRT)", "1"},
+        {"Power State 1 Relative Read Latency (RRL)", "2"},
+        {"Power State 1 Relative Write Throughput (RWT)", "3"},
+        {"Power State 1 Relative Write Latency (RWL)", "31"},
+        {"Power State 2 Maximum Power (MP)", "0.01 Watts"},
+        {"Power State 2 Active Power (ACTP)", "Invalid Power Scale"},
+        {"Power State 2 Active Power Workload (APW)", "Reserved"},
+        {"Power State 2 Idle Power (IDLP)", "Invalid Power Scale"},
+        {"Power State 2 Non-Operational State (NOPS)", "True"},
+        {"Power State 3 Maximum Power (MP)", ABSENT},
+    };
+    for (const auto& [name, value] : expected) {
+        EXPECT_EQ(Value(info, name), value) << name;
+    }
+}
+
+std::vector<std::string> PowerStateNames(const Json::Value& info) {
+    std::vector<std::string> names;
+    for (const auto& name : info["nvme"]["parameters"].getMemberNames()) {
+        if (name.rfind("Power State ", 0) == 0) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}
+
+TEST_F(IdentifyControllerTest, NpssZeroGivesExactlyOnePowerState) {
+    ByteFixture bytes = Controller(V130);
+    bytes.put8(263, 0);
+    const std::vector<std::string> names = PowerStateNames(Decode(bytes));
+    ASSERT_EQ(names.size(), 11u);
+    for (const auto& name : names) {
+        EXPECT_EQ(name.rfind("Power State 0 ", 0), 0u) << name;
+    }
+}
+
+TEST_F(IdentifyControllerTest, NpssBeyondTheDescriptorTableStopsAtTheLastDescriptor) {
+    ByteFixture bytes = Controller(V130);
+    bytes.put8(263, 255);
+    const Json::Value info = Decode(bytes);
+    EXPECT_EQ(PowerStateNames(info).size(), 32u * 11u);
+    EXPECT_EQ(Value(info, "Number of Power States Support (NPSS)"), "256");
+}
+
+struct GateCase {
+    const char* name;
+    std::size_t offset;
+    std::size_t width;
+    unsigned long long raw;
+    unsigned int version;
+    std::string value;
+    unsigned int highest;
+};
+
+TEST_F(IdentifyControllerTest, VersionGatesReportLaterFieldsAndRaiseTheHighestVersion) {
+    const std::vector<GateCase> cases = {
+        {"NVM Sets", 96, 4, 1u << 2, V130, "Supported", V140},
+        {"NVM Sets", 96, 4, 0, V130, ABSENT, V130},
+        {"NVM Sets", 96, 4, 0, V140, "Not Supported", V140},
+        {"UUID List", 96, 4, 1u << 9, V130, "Supported", V140},
+        {"Asymmetric Namespace Access Reporting", 76, 1, 0x08, V130, "Supported", V140},
+        {"Endurance Group Event Log Page Change Notices", 92, 4, 1u << 14, V130, "Supported", V140},
+        {"Get LBA Status capability", 256, 2, 1u << 9, V130, "Supported", V140},
+        {"Verify NVM Command", 520, 2, 0x80, V130, "Supported", V140},
+        {"Permanent Write Protect", 531, 1, 0x04, V130, "Supported", V140},
+        {"No-Deallocate Inhibited (NDI)", 328, 4, 1u << 29, V130, "Supported", V140},
+        {"No-Deallocate Modifies Media After Sanitize (NODMMAS)", 328, 4, 2u << 30, V130, "Media modified",
+         V140},
+        {"No-Deallocate Modifies Media After Sanitize (NODMMAS)", 328, 4, 0, V140,
+         "Media modification undefined", V140},
+        {"Controller Type (CNTRLTYPE)", 111, 1, 2, V130, "Discovery Controller", V140},
+        {"Controller Type (CNTRLTYPE)", 111, 1, 0, V140, "Not Reported", V140},
+        {"Command Retry Delay Time 2 (CRDT2)", 130, 2, 15, V130, "15 (1,500 mS)", V140},
+        {"Read Recovery Levels Supported (RRLS)", 100, 2, 0x1FF, V130, "0x01FF", V140},
+        {"Host Memory Buffer Minimum Descriptor Entry Size (HMMINDS)", 332, 4, 16, V130, "16 (64 KiB)", V140},
+        {"Host Memory Buffer Minimum Descriptor Entry Size (HMMINDS)", 332, 4, 0, V140, "No limitations",
+         V140},
+        {"ANA Transition Time (ANATT)", 342, 1, 10, V130, "10 sec", V140},
+        {"Non-zero ANAGRPID", 343, 1, 0x80, V130, "Supported", V140},
+        {"Number of ANA Group Identifiers (NANAGRPID)", 348, 4, 0, V140, "Not Supported", V140},
+        {"Volatile Write Cache Flush All NSID", 525, 1, 0x06, V130, "Supported", V140},
+        {"Volatile Write Cache Flush All NSID", 525, 1, 0x04, V130, "Not Supported", V140},
+        {"Volatile Write Cache Flush All NSID", 525, 1, 0x00, V140, "Not Reported", V140},
+        {"Maximum Number Allowed Namespaces (MNAN)", 540, 4, 1024, V130, "1,024", V140},
+        {"Timestamp Feature", 520, 2, 0x40, V121, "Supported", V130},
+        {"Timestamp Feature", 520, 2, 0, V121, ABSENT, V121},
+        {"Doorbell Buffer Config Command", 256, 2, 1u << 8, V121, "Supported", V130},
+        {"Non-Operational Power State Permissive Mode", 96, 4, 0x2, V121, "Supported", V130},
+        {"Telemetry Log Notices", 261, 1, 0x08, V121, "Supported", V130},
+        {"Host Controlled Thermal Management (HCTMA)", 322, 2, 1, V121, "Supported", V130},
+        {"Firmware Update Granularity (FWUG)", 319, 1, 0xFF, V121, "Unrestricted", V130},
+        {"Firmware Update Granularity (FWUG)", 319, 1, 8, V121, "32 KiB", V130},
+        {"One Self-Test", 318, 1, 1, V121, "Per System", V130},
+        {"One Self-Test", 318, 1, 0, V121, ABSENT, V121},
+        {"FRU Globally Unique Identifier (FGUID)", 127, 1, 1, V121, "000000-00000000000000000000000001",
+         V130},
+        {"FRU Globally Unique Identifier (FGUID)", 112, 1, 0, V121, ABSENT, V121},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Controller(c.version);
+        bytes.putLittleEndian(c.offset, c.raw, c.width);
+        highest = 0;
+        const Json::Value info = Decode(bytes);
+        EXPECT_EQ(Value(info, c.name), c.value) << c.name << " raw " << c.raw;
+        EXPECT_EQ(highest, c.highest) << c.name << " raw " << c.raw;
+    }
+}
+
+TEST_F(IdentifyControllerTest, HighestVersionIsNeverLowered) {
+    highest = 0x00020000;
+    Decode(Controller(V130));
+    EXPECT_EQ(highest, 0x00020000u);
+}
+
+TEST_F(IdentifyControllerTest, RefusesDrivesOlderThan121BeforeAddingParameters) {
+    for (unsigned int version : {0x00010200u, 0x00010100u, 0u}) {
+        const auto data = Controller(version).as<orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA>();
+        Json::Value info;
+        highest = 0;
+        try {
+            orka::DecodeIdentifyController(data, info, true, highest);
+            ADD_FAILURE() << "version " << version << " accepted";
+        } catch (const orka::OrkaError& error) {
+            EXPECT_EQ(std::string(error.what()),
+                      "Only NVMe drives with NVMe version 1.2.1 and above supported");
+        }
+        EXPECT_FALSE(info.isMember("nvme")) << version;
+        EXPECT_FALSE(info.isMember("raw hex data")) << version;
+        EXPECT_EQ(highest, version);
+    }
+}
+
+TEST_F(IdentifyControllerTest, HostMemoryBufferSizes) {
+    struct Case {
+        unsigned int hmpre;
+        unsigned int hmmin;
+        std::string preferred;
+        std::string minimum;
+    };
+    const std::vector<Case> cases = {
+        {0, 0, "Not Supported", "Not Supported"},
+        {0, 5, "Not Supported", "Not Supported"},
+        {1000, 0, "1,000 (4,000 KiB)", "Any Amount"},
+        {1000, 256, "1,000 (4,000 KiB)", "256 (1,024 KiB)"},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Controller(V130);
+        bytes.put32(272, c.hmpre).put32(276, c.hmmin);
+        const Json::Value info = Decode(bytes);
+        EXPECT_EQ(Value(info, "Host Memory Buffer Preferred Size (HMPRE)"), c.preferred) << c.hmpre;
+        EXPECT_EQ(Value(info, "Host Memory Buffer Minimum Size (HMMIN)"), c.minimum) << c.hmmin;
+    }
+}
+
+TEST_F(IdentifyControllerTest, ReplayProtectedMemoryBlocks) {
+    struct Case {
+        std::uint32_t rpmbs;
+        std::vector<Expected> expected;
+    };
+    const std::vector<Case> cases = {
+        {0x00030002,
+         {{"Replay Protected Memory Blocks (RPMBS)", "Not Supported"},
+          {"Number of RPMB Units", "2"},
+          {"RPMB Authentication Method", "HMAC SHA - 256"},
+          {"RPMB Total Size", "4 (128KiB units)"},
+          {"RPMB Access Size", "1 (512B units)"}}},
+        {0xFF000001,
+         {{"Replay Protected Memory Blocks (RPMBS)", "Supported"},
+          {"Number of RPMB Units", "1"},
+          {"RPMB Total Size", "1 (128KiB units)"},
+          {"RPMB Access Size", "256 (512B units)"}}},
+        {0x00000009, {{"RPMB Authentication Method", "Reserved"}}},
+        {0x00FF0038,
+         {{"Replay Protected Memory Blocks (RPMBS)", "Not Supported"},
+          {"Number of RPMB Units", ABSENT},
+          {"RPMB Authentication Method", ABSENT},
+          {"RPMB Total Size", ABSENT},
+          {"RPMB Access Size", ABSENT}}},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Controller(V130);
+        bytes.put32(312, c.rpmbs);
+        const Json::Value info = Decode(bytes);
+        for (const auto& [name, value] : c.expected) {
+            EXPECT_EQ(Value(info, name), value) << name << " RPMBS " << std::hex << c.rpmbs;
+        }
+    }
+}
+
+TEST_F(IdentifyControllerTest, CapacitiesOnlyWithNamespaceManagement) {
+    ByteFixture bytes = Controller(V130);
+    bytes.put64(280, 1000204886016ULL).put64(296, 0).put8(304, 1);  // UNVMCAP = 2^64
+    EXPECT_EQ(Value(Decode(bytes), "Total NVM Capacity (TNVMCAP)"), ABSENT);
+
+    bytes.put16(256, 0x0008);
+    const Json::Value info = Decode(bytes);
+    EXPECT_EQ(Value(info, "Total NVM Capacity (TNVMCAP)"), "1,000,204,886,016");
+    EXPECT_EQ(Value(info, "Unallocated NVM Capacity (UNVMCAP)"), "18,446,744,073,709,551,616");
+}
+
+TEST_F(IdentifyControllerTest, ExtendedSelfTestTimeNeedsTheSelfTestCommand) {
+    ByteFixture bytes = Controller(V130);
+    bytes.put16(316, 30);
+    EXPECT_EQ(Value(Decode(bytes), "Extended Device Self-test Time (EDSTT)"), ABSENT);
+    bytes.put16(256, 0x0010);
+    EXPECT_EQ(Value(Decode(bytes), "Extended Device Self-test Time (EDSTT)"), "30 Min");
+}
+
+TEST_F(IdentifyControllerTest, PersistentEventLogAndItsSize) {
+    struct Case {
+        unsigned int version;
+        std::uint8_t lpa;
+        std::uint32_t pels;
+        std::string log;
+        std::string size;
+        unsigned int highest;
+    };
+    const std::vector<Case> cases = {
+        {V130, 0x00, 10, "Not Supported", ABSENT, V140},  // PELS alone raises the version
+        {V130, 0x10, 10, "Supported", "640 KiB", V140},
+        {V130, 0x10, 0, "Supported", ABSENT, V140},
+        {V140, 0x10, 0, "Supported", "0 KiB", V140},
+        {V140, 0x00, 0, "Not Supported", ABSENT, V140},
+        {V130, 0x00, 0, "Not Supported", ABSENT, V130},
+        {V140, 0x10, 0x08000000, "Supported", "8,589,934,592 KiB", V140},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Controller(c.version);
+        bytes.put8(261, c.lpa).put32(352, c.pels);
+        highest = 0;
+        const Json::Value info = Decode(bytes);
+        EXPECT_EQ(Value(info, "Persistent Event Log"), c.log) << c.pels;
+        EXPECT_EQ(Value(info, "Persistent Event Log Size (PELS)"), c.size) << c.pels;
+        EXPECT_EQ(highest, c.highest) << c.pels;
+    }
+}
+
+TEST_F(IdentifyControllerTest, ScatterGatherListSupportByVersion) {
+    struct Case {
+        unsigned int version;
+        std::uint32_t sgls;
+        std::string support;
+        std::string bit_bucket;
+        std::string transport;
+        unsigned int highest;
+    };
+    const std::vector<Case> cases = {
+        {V121, 0x2, "Not Supported", "Not Supported", ABSENT, V121},
+        {V130, 0x2, "Supported With Requirement", "Not Supported", ABSENT, V130},
+        {V121, 0x3, "Supported", "Not Supported", ABSENT, V121},
+        {V130, 0x3, "Reserved", "Not Supported", ABSENT, V130},
+        {V130, 0x1 | (1u << 16), "Supported", "Supported", ABSENT, V130},
+        {V130, 0x1 | (1u << 21), "Supported", "Not Supported", "Supported", V140},
+        {V140, 0x1, "Supported", "Not Supported", "Not Supported", V140},
+        // without SGL support the descriptor bits are not looked at, nor gated
+        {V130, (1u << 16) | (1u << 21), "Not Supported", ABSENT, ABSENT, V130},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Controller(c.version);
+        bytes.put32(536, c.sgls);
+        highest = 0;
+        const Json::Value info = Decode(bytes);
+        EXPECT_EQ(Value(info, "SGL support in NVM command"), c.support) << std::hex << c.sgls;
+        EXPECT_EQ(Value(info, "SGL Bit Bucket descriptor"), c.bit_bucket) << std::hex << c.sgls;
+        EXPECT_EQ(Value(info, "SGL - Transport SGL Data Block Descriptor"), c.transport)
+            << std::hex << c.sgls;
+        EXPECT_EQ(highest, c.highest) << std::hex << c.sgls;
+    }
+}
+
+TEST_F(IdentifyControllerTest, RawHexDumpOfTheWholeStructureWhenAsked) {
+    const ByteFixture bytes = Controller(V130);
+    EXPECT_FALSE(Decode(bytes, false).isMember("raw hex data"));
+
+    Json::Value expected;
+    orka::FormatHexData(reinterpret_cast<const char*>(bytes.data()), 4096, expected);
+    const Json::Value info = Decode(bytes, true);
+    EXPECT_EQ(info["raw hex data"]["Identify Controller"], expected);
+    EXPECT_EQ(info["raw hex data"]["Identify Controller"].size(), 256u);
+}
+
+TEST_F(IdentifyControllerTest, EveryOptionalParameterIsInTheCatalogue) {
+    // Every bit set: every condition holds and every gate passes, so every row
+    // is emitted; a name missing from the catalogue would throw here.
+    ByteFixture bytes(4096, 0xFF);
+    bytes.put32(80, V140);
+    Json::Value info;
+    ASSERT_NO_THROW(info = Decode(bytes));
+    const Json::Value& parameters = info["nvme"]["parameters"];
+    EXPECT_EQ(parameters.size(), 145u + 32u * 11u);
+    for (const auto& name : parameters.getMemberNames()) {
+        const bool calculated = name == "Controller Vendor" || name == "Subsystem Vendor";
+        EXPECT_EQ(parameters[name]["source"].asString(), calculated ? "Calculated" : "Identify Controller")
+            << name;
+    }
+    EXPECT_EQ(highest, V140);
+}
+
+}  // namespace

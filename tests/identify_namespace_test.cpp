@@ -1,0 +1,299 @@
+// Identify Namespace decoding from raw structures built at the standard's byte offsets.
+#include "identify_namespace.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "orka.h"
+#include "orka_nvme.h"
+#include "support/byte_fixture.h"
+
+namespace {
+
+using testing_support::ByteFixture;
+
+constexpr unsigned int V121 = 0x00010201;
+constexpr unsigned int V130 = 0x00010300;
+constexpr unsigned int V140 = 0x00010400;
+const std::string ABSENT = "<absent>";
+
+// One billion 512-byte blocks in format 0 of two formats.
+ByteFixture Namespace() {
+    ByteFixture bytes(4096);
+    bytes
+        .put64(0, 1000000000)        // NSZE
+        .put64(8, 900000000)         // NCAP
+        .put64(16, 123456789)        // NUSE
+        .put8(24, 0x05)              // NSFEAT: thin provisioning, logical block error
+        .put8(25, 1)                 // NLBAF
+        .put8(26, 0x10)              // FLBAS: extended data, format 0
+        .put8(27, 0x02)              // MC
+        .put8(28, 0x11)              // DPC: type 1, last
+        .put8(29, 0x09)              // DPS: type 1, first 8 bytes
+        .put8(30, 0x01)              // NMIC
+        .put8(31, 0x41)              // RESCAP
+        .put16(34, 7)                // NAWUN
+        .put16(38, 3)                // NACWU
+        .put16(42, 1234)             // NABO
+        .put16(44, 8)                // NABSPF
+        .put64(48, 512000000000ULL)  // NVMCAP, low half
+        .put64(104, 0x0807060504030201ULL)
+        .put64(112, 0x100F0E0D0C0B0A09ULL)  // NGUID
+        .put64(120, 0x3412B0915A382500ULL)  // EUI64
+        .put16(128, 0)
+        .put8(130, 9)
+        .put8(131, 2)  // LBAF0
+        .put16(132, 8)
+        .put8(134, 12)
+        .put8(135, 0)  // LBAF1
+        .put16(136, 0)
+        .put8(138, 12)
+        .put8(139, 3);  // LBAF2, beyond NLBAF
+    return bytes;
+}
+
+class IdentifyNamespaceTest : public ::testing::Test {
+  protected:
+    void SetUp() override { orka::ExpandParameterCatalogue(); }
+
+    Json::Value Decode(const ByteFixture& bytes, unsigned int version, bool raw_hex = false) {
+        const auto data = bytes.as<orka::ORKA_NVME_IDENTIFY_NAMESPACE_DATA>();
+        Json::Value info;
+        highest = version;
+        orka::DecodeIdentifyNamespace(data, info, raw_hex, version, highest);
+        return info;
+    }
+
+    static std::string Value(const Json::Value& info, const std::string& name) {
+        const Json::Value& parameters = info["nvme"]["parameters"];
+        return parameters.isMember(name) ? parameters[name]["value"].asString() : ABSENT;
+    }
+
+    unsigned int highest = 0;
+};
+
+struct Expected {
+    const char* name;
+    std::string value;
+};
+
+TEST_F(IdentifyNamespaceTest, DecodesEveryFieldOfAVersion13Namespace) {
+    const Json::Value info = Decode(Namespace(), V130);
+    const std::vector<Expected> expected = {
+        {"Namespace 1 Size in LBA (NSZE)", "1,000,000,000"},
+        {"Namespace 1 Capacity (NCAP)", "900,000,000"},
+        {"Namespace 1 Utilization (NUSE)", "123,456,789"},
+        {"Namespace 1 Thin Provisioning", "Supported"},
+        {"Namespace 1 Atomic Writes", "Not Supported"},
+        {"Namespace 1 Logical Block Error", "Supported"},
+        {"Namespace 1 NGUID/EUID Not Reused", "Not Supported"},
+        {"Namespace 1 IO Optimize Fields", ABSENT},
+        {"Namespace 1 Number of LBA Formats (NLBAF)", "2"},
+        {"Namespace 1 Extended Data LBA", "Supported"},
+        {"Namespace 1 Active LBA Format", "0"},
+        {"Namespace 1 Metadata Transfer Buffer", "Supported"},
+        {"Namespace 1 Metadata Transfer Extended LBA", "Not Supported"},
+        {"Namespace 1 Protection Type 1", "Supported"},
+        {"Namespace 1 Protection Type 2", "Not Supported"},
+        {"Namespace 1 Protection Type 3", "Not Supported"},
+        {"Namespace 1 Protection First", "Not Supported"},
+        {"Namespace 1 Protection Last", "Supported"},
+        {"Namespace 1 Protection Information Enabled", "Type 1"},
+        {"Namespace 1 Protection Information First", "First 8 Bytes"},
+        {"Namespace 1 Shared", "Supported"},
+        {"Namespace 1 Persist Through Power Loss", "Supported"},
+        {"Namespace 1 Write Exclusive Reservation", "Not Supported"},
+        {"Namespace 1 Exclusive Access All Registrants Reservation", "Supported"},
+        {"Namespace 1 Ignore Existing Key Specification", "1.2.1 or earlier"},
+        {"Namespace 1 Format Progress Indicator", "Not Supported"},
+        {"Namespace 1 Format Percent Complete", ABSENT},
+        {"Namespace 1 Deallocate Guard Field", "Not Supported"},
+        {"Namespace 1 Deallocate Bit in Write Zeros", "Not Supported"},
+        {"Namespace 1 Deallocate Logical Block Value", "Not Reported"},
+        {"Namespace 1 Atomic Boundary Size Normal (NABSN)", "No boundaries"},
+        {"Namespace 1 Atomic Boundary Offset (NABO)", "1,234"},
+        {"Namespace 1 Atomic Boundary Size Power Fail (NABSPF)", "8"},
+        {"Namespace 1 Optimal IO Boundary (NOIOB)", "Not Reported"},
+        {"Namespace 1 NVM Capacity (NVMCAP)", "512,000,000,000"},
+        {"Namespace 1 Preferred Write Granularity (NPWG)", ABSENT},
+        {"Namespace 1 ANA Group Identifier (ANAGRPID)", ABSENT},
+        {"Namespace 1 Write Protected", ABSENT},
+        {"Namespace 1 NVM Set Identifier (NVMSETID)", ABSENT},
+        {"Namespace 1 Globally Unique Identifier (NGUID)", "0102030405060708-090a0b-0c0d0e0f10"},
+        {"Namespace 1 IEEE Extended Unique Identifier (EUI64)", "002538-5a91b01234"},
+        {"Namespace 1 LBA 0 Metadata Size (MS)", ABSENT},
+        {"Namespace 1 LBA 0 Data Size (LBADS)", "9 (2^9=512) *"},
+        {"Namespace 1 LBA 0 Relative Performance (RP)", "Good Performance *"},
+        {"Namespace 1 LBA 1 Metadata Size (MS)", "8"},
+        {"Namespace 1 LBA 1 Data Size (LBADS)", "12 (2^12=4096)"},
+        {"Namespace 1 LBA 1 Relative Performance (RP)", "Best Performance"},
+        {"Namespace 1 LBA 2 Relative Performance (RP)", ABSENT},
+        {"Namespace 1 Size", "512 GB"},
+        {"Namespace 1 Size in GiB", "476.8 GiB"},
+    };
+    for (const auto& [name, value] : expected) {
+        EXPECT_EQ(Value(info, name), value) << name;
+    }
+    EXPECT_EQ(highest, V130);
+}
+
+// Values carrying the in-use mark, by parameter name.
+std::vector<std::string> MarkedNames(const Json::Value& info) {
+    std::vector<std::string> marked;
+    const Json::Value& parameters = info["nvme"]["parameters"];
+    for (const auto& name : parameters.getMemberNames()) {
+        EXPECT_EQ(name.find('*'), std::string::npos) << name;
+        if (parameters[name]["value"].asString().find(" *") != std::string::npos) {
+            marked.push_back(name);
+        }
+    }
+    return marked;
+}
+
+TEST_F(IdentifyNamespaceTest, OnlyTheFormatInUseIsMarkedAndSized) {
+    struct Case {
+        std::uint8_t flbas;
+        std::vector<std::string> marked;
+        std::string size;
+        std::string gib;
+    };
+    const std::vector<Case> cases = {
+        {0x00,
+         {"Namespace 1 LBA 0 Data Size (LBADS)", "Namespace 1 LBA 0 Relative Performance (RP)"},
+         "512 GB",
+         "476.8 GiB"},
+        {0x01,
+         {"Namespace 1 LBA 1 Data Size (LBADS)", "Namespace 1 LBA 1 Relative Performance (RP)"},
+         "4096 GB",
+         "3814.7 GiB"},
+        // a format beyond NLBAF has no known block size
+        {0x02, {}, ABSENT, ABSENT},
+        {0x0F, {}, ABSENT, ABSENT},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Namespace();
+        bytes.put8(26, c.flbas);
+        const Json::Value info = Decode(bytes, V130);
+        EXPECT_EQ(MarkedNames(info), c.marked) << int(c.flbas);
+        EXPECT_EQ(Value(info, "Namespace 1 Size"), c.size) << int(c.flbas);
+        EXPECT_EQ(Value(info, "Namespace 1 Size in GiB"), c.gib) << int(c.flbas);
+    }
+}
+
+TEST_F(IdentifyNamespaceTest, NlbafBeyondTheFormatTableStopsAtTheLastFormat) {
+    ByteFixture bytes = Namespace();
+    bytes.put8(25, 255).put8(26, 0x0F).put8(128 + 4 * 15 + 2, 12);
+    const Json::Value info = Decode(bytes, V130);
+    EXPECT_EQ(Value(info, "Namespace 1 Number of LBA Formats (NLBAF)"), "256");
+    EXPECT_EQ(Value(info, "Namespace 1 LBA 15 Data Size (LBADS)"), "12 (2^12=4096) *");
+    EXPECT_EQ(Value(info, "Namespace 1 LBA 15 Relative Performance (RP)"), "Best Performance *");
+    EXPECT_EQ(Value(info, "Namespace 1 Size"), "4096 GB");
+}
+
+TEST_F(IdentifyNamespaceTest, AtomicUnitsNeedNsfeatBitOne) {
+    struct Case {
+        std::uint8_t nsfeat;
+        std::uint16_t nawun, nawupf, nacwu;
+        std::string normal, power_fail, compare;
+    };
+    const std::vector<Case> cases = {
+        {0x00, 7, 1000, 3, "Reserved", "Reserved", "Reserved"},
+        {0x02, 0, 0, 0, "Same as AWUN", "Same as AWUPF", "Same as ACWU"},
+        {0x02, 7, 1000, 3, "7", "1,000", "3"},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Namespace();
+        bytes.put8(24, c.nsfeat).put16(34, c.nawun).put16(36, c.nawupf).put16(38, c.nacwu);
+        const Json::Value info = Decode(bytes, V130);
+        EXPECT_EQ(Value(info, "Namespace 1 Atomic Write Unit Normal (NAWUN)"), c.normal);
+        EXPECT_EQ(Value(info, "Namespace 1 Atomic Write Unit Power Fail (NAWUPF)"), c.power_fail);
+        EXPECT_EQ(Value(info, "Namespace 1 Atomic Compare & Write Unit (NACWU)"), c.compare);
+    }
+}
+
+struct GateCase {
+    const char* name;
+    std::size_t offset;
+    std::size_t width;
+    unsigned long long raw;
+    std::uint8_t nsfeat;
+    unsigned int version;
+    std::string value;
+    unsigned int highest;
+};
+
+TEST_F(IdentifyNamespaceTest, VersionGatesReportLaterFieldsAndRaiseTheHighestVersion) {
+    const std::vector<GateCase> cases = {
+        {"Namespace 1 Preferred Write Granularity (NPWG)", 64, 2, 0, 0x00, V130, ABSENT, V130},
+        {"Namespace 1 Preferred Write Granularity (NPWG)", 64, 2, 7, 0x00, V130, "Reserved", V140},
+        {"Namespace 1 Preferred Write Granularity (NPWG)", 64, 2, 7, 0x10, V130, "8", V140},
+        {"Namespace 1 Preferred Write Granularity (NPWG)", 64, 2, 0, 0x10, V140, "1", V140},
+        {"Namespace 1 Optimal Write Size (NOWS)", 72, 2, 15, 0x10, V130, "16", V140},
+        {"Namespace 1 Preferred Deallocate Alignment (NPDA)", 70, 2, 0, 0x00, V140, "Reserved", V140},
+        {"Namespace 1 IO Optimize Fields", 24, 1, 0x10, 0x10, V130, "Supported", V140},
+        {"Namespace 1 NGUID/EUID Not Reused", 24, 1, 0x08, 0x08, V121, "Supported", V130},
+        {"Namespace 1 NGUID/EUID Not Reused", 24, 1, 0x00, 0x00, V121, ABSENT, V121},
+        {"Namespace 1 Ignore Existing Key Specification", 31, 1, 0x80, 0x00, V121, "1.3 or later", V130},
+        {"Namespace 1 Deallocate Guard Field", 33, 1, 0x19, 0x00, V121, "Supported", V130},
+        {"Namespace 1 Deallocate Bit in Write Zeros", 33, 1, 0x19, 0x00, V121, "Supported", V130},
+        {"Namespace 1 Deallocate Logical Block Value", 33, 1, 0x19, 0x00, V121, "All 00h", V130},
+        {"Namespace 1 Deallocate Guard Field", 33, 1, 0x02, 0x00, V121, "Not Supported", V130},
+        {"Namespace 1 Deallocate Logical Block Value", 33, 1, 0x02, 0x00, V121, "All FFh", V130},
+        {"Namespace 1 Deallocate Logical Block Value", 33, 1, 0x07, 0x00, V121, "Reserved", V130},
+        {"Namespace 1 Deallocate Logical Block Value", 33, 1, 0x00, 0x00, V121, ABSENT, V121},
+        {"Namespace 1 Optimal IO Boundary (NOIOB)", 46, 2, 64, 0x00, V121, "64", V130},
+        {"Namespace 1 ANA Group Identifier (ANAGRPID)", 92, 4, 70000, 0x00, V130, "70,000", V140},
+        {"Namespace 1 ANA Group Identifier (ANAGRPID)", 92, 4, 0, 0x00, V140, "Not Reported", V140},
+        {"Namespace 1 Write Protected", 99, 1, 0x01, 0x00, V130, "Yes", V140},
+        {"Namespace 1 Write Protected", 99, 1, 0x00, 0x00, V140, "No", V140},
+        {"Namespace 1 NVM Set Identifier (NVMSETID)", 100, 2, 0, 0x00, V140, "Not Supported", V140},
+        {"Namespace 1 Endurance Group Identifier (ENDGID)", 102, 2, 2, 0x00, V130, "2", V140},
+    };
+    for (const auto& c : cases) {
+        ByteFixture bytes = Namespace();
+        bytes.put8(24, c.nsfeat).putLittleEndian(c.offset, c.raw, c.width);
+        const Json::Value info = Decode(bytes, c.version);
+        EXPECT_EQ(Value(info, c.name), c.value) << c.name << " raw " << c.raw;
+        EXPECT_EQ(highest, c.highest) << c.name << " raw " << c.raw;
+    }
+}
+
+TEST_F(IdentifyNamespaceTest, FormatPercentCompleteOnlyWhileReported) {
+    ByteFixture bytes = Namespace();
+    bytes.put8(32, 0x80 | 42);
+    Json::Value info = Decode(bytes, V130);
+    EXPECT_EQ(Value(info, "Namespace 1 Format Progress Indicator"), "Supported");
+    EXPECT_EQ(Value(info, "Namespace 1 Format Percent Complete"), "42");
+
+    bytes.put8(32, 42);
+    info = Decode(bytes, V130);
+    EXPECT_EQ(Value(info, "Namespace 1 Format Progress Indicator"), "Not Supported");
+    EXPECT_EQ(Value(info, "Namespace 1 Format Percent Complete"), ABSENT);
+}
+
+TEST_F(IdentifyNamespaceTest, RawHexDumpUnderTheFixedNamespaceName) {
+    const ByteFixture bytes = Namespace();
+    EXPECT_FALSE(Decode(bytes, V130, false).isMember("raw hex data"));
+
+    Json::Value expected;
+    orka::FormatHexData(reinterpret_cast<const char*>(bytes.data()), 4096, expected);
+    const Json::Value info = Decode(bytes, V130, true);
+    EXPECT_EQ(info["raw hex data"]["Identify Namespace 1"], expected);
+    EXPECT_EQ(info["raw hex data"].getMemberNames(), std::vector<std::string>{"Identify Namespace 1"});
+}
+
+TEST_F(IdentifyNamespaceTest, EveryOptionalParameterIsInTheCatalogue) {
+    // Every bit set: all gates pass, all sixteen formats carry every value.
+    const ByteFixture bytes(4096, 0xFF);
+    Json::Value info;
+    ASSERT_NO_THROW(info = Decode(bytes, V140));
+    const Json::Value& parameters = info["nvme"]["parameters"];
+    EXPECT_EQ(parameters.size(), 53u + 16u * 3u + 2u);
+    for (const auto& name : parameters.getMemberNames()) {
+        EXPECT_EQ(parameters[name]["source"].asString(), "Identify Namespace") << name;
+    }
+}
+
+}  // namespace
