@@ -17,6 +17,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "nvme_admin_command.h"
 #include "orka_linux.h"
 #include "support/simulator.h"
 
@@ -196,6 +197,47 @@ TEST(SimulatorScript, RunsACommandWithAProfileByNameOrPath) {
         EXPECT_EQ(WEXITSTATUS(status), c.status) << c.profile;
         EXPECT_EQ(ReadText(output), c.content) << c.profile;
     }
+}
+
+}  // namespace
+
+namespace {
+
+// The tool's own admin command path against the simulator: a completed
+// command with an NVMe error status counts as accepted, a failed ioctl
+// reports its errno.
+TEST(SimulatedAdminPath, ReturnCodesOfTheToolsAdminCommand) {
+    const struct {
+        const char* faults;
+        unsigned nsid;
+        unsigned cdw10;
+        int rc;
+        int journal_return;
+    } cases[] = {
+        {"", 0, 1, 0, 0},                     // Identify Controller
+        {"", 9, 0, 0, 0x400B},                // Identify of a namespace that does not exist
+        {"opcode=6,errno=5", 0, 1, 5, -1},    // the ioctl fails with EIO
+        {"opcode=6,errno=19", 1, 0, 19, -1},  // ENODEV
+    };
+    for (const auto& c : cases) {
+        testing_support::UseProfile("plain-1.2.1", c.faults);
+        const int fd = orka::GetNvmeId("/dev/nvme0", false);
+        unsigned char data[4096] = {};
+        Json::Value commands(Json::arrayValue);
+        Json::Value none;
+        unsigned int result = 0;
+        EXPECT_EQ(orka::NvmeAdminCommand(fd, "Identify", commands, none, 0x06, c.nsid, c.cdw10, 0, 0, 0, 0, 0,
+                                         data, &result, 4096, true),
+                  c.rc)
+            << c.faults;
+        orka::CloseNvmeId(fd);
+        ASSERT_EQ(commands.size(), 1u);
+        EXPECT_EQ(commands[0]["return code"].asInt(), c.rc);
+        const auto journal = testing_support::Journal();
+        ASSERT_EQ(journal.size(), 1u);
+        EXPECT_EQ(journal[0]["return"].asInt(), c.journal_return);
+    }
+    testing_support::StopSimulation();
 }
 
 }  // namespace
