@@ -4,8 +4,15 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <vector>
 
 #include "nvme_admin_command.h"
+#include "orka.h"
+#include "support/simulator.h"
 
 namespace {
 
@@ -65,6 +72,221 @@ TEST(AdminCommandBlock, OnlyTheCommandFieldsAreSetAtTheirOffsets) {
         for (size_t offset = 0; offset < actual.size(); ++offset) {
             EXPECT_EQ(actual[offset], expected[offset]) << "byte " << offset;
         }
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Against the drive simulator
+// ---------------------------------------------------------------------------
+
+struct TraceLine {
+    std::string tag;       // "" for info and debug, else the five-column severity
+    std::string function;  // origin function for tagged lines
+    std::string message;
+};
+
+class SimulatedAdminCommand : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        dir_ = std::filesystem::temp_directory_path() / "brantix-admin-command-test";
+        std::filesystem::remove_all(dir_);
+        std::filesystem::create_directories(dir_);
+        orka::TRACELOG_NAME = (dir_ / "start.trace.log").string();
+        orka::InitTraceLog();
+    }
+    void TearDown() override {
+        if (fd_ > 0) {
+            orka::CloseNvmeId(fd_);
+        }
+        testing_support::StopSimulation();
+        orka::SetLogSeverity(orka::Severity::info);
+        std::filesystem::remove_all(dir_);
+    }
+
+    // Opens drive 0 of the profile and starts a fresh trace file at `severity`.
+    void Open(const std::string& faults, orka::Severity severity) {
+        testing_support::UseProfile("plain-1.2.1", faults);
+        fd_ = orka::GetNvmeId("/dev/nvme0", false);
+        trace_ = (dir_ / ("run" + std::to_string(++runs_) + ".trace.log")).string();
+        orka::SwitchTraceLogFile(trace_);
+        orka::SetLogSeverity(severity);
+    }
+
+    std::vector<TraceLine> Trace() const {
+        static const std::regex layout(
+            R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\]  (?:(FATAL|ERROR|WARN |VERB ) \[([^@\]]*)@\d+\] )?(.*))");
+        std::vector<TraceLine> lines;
+        std::ifstream in(trace_);
+        for (std::string text; std::getline(in, text);) {
+            std::smatch match;
+            EXPECT_TRUE(std::regex_match(text, match, layout)) << text;
+            lines.push_back({match[1], match[2], match[3]});
+        }
+        return lines;
+    }
+
+    std::filesystem::path dir_;
+    std::string trace_;
+    int runs_ = 0;
+    orka::NVME_ID fd_ = -1;
+};
+
+// The time text as the trace line prints the record's single-precision value.
+std::string TimeText(const Json::Value& record) {
+    std::ostringstream out;
+    out << static_cast<float>(record["time in ms"].asDouble());
+    return out.str();
+}
+
+TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
+    const unsigned int untouched = 0xDEADBEEF;
+    const struct {
+        const char* label;
+        const char* faults;
+        bool allowed;
+        int rc;
+        unsigned int result;
+        int ioctl_return;
+        const char* failure;  // errno text of a failed ioctl, or null
+    } cases[] = {
+        // Get Features, Number of Queues: completion dword 0 comes from the profile.
+        {"success", "", false, 0, 0x003F003F, 0, nullptr},
+        // A completed command with an NVMe status is accepted; dword 0 is still copied.
+        {"nvme status", "opcode=0x0a,feature=0x07,status=0x4002", false, 0, 0, 0x4002, nullptr},
+        {"errno, allowed", "opcode=0x0a,feature=0x07,errno=5", true, 5, untouched, -1, "Input/output error"},
+        {"errno, not allowed", "opcode=0x0a,feature=0x07,errno=22", false, 22, untouched, -1,
+         "Invalid argument"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        Open(c.faults, orka::Severity::verbose);
+        Json::Value commands(Json::arrayValue);
+        Json::Value more(Json::arrayValue);
+        more.append("earlier");
+        unsigned int result = untouched;
+        EXPECT_EQ(orka::NvmeAdminCommand(fd_, "Number of Queues", commands, more, 0x0A, 1, 7, 0, 0, 0, 0, 0,
+                                         nullptr, &result, 0, c.allowed),
+                  c.rc);
+        EXPECT_EQ(result, c.result);
+
+        const auto journal = testing_support::Journal();
+        ASSERT_EQ(journal.size(), 1u);
+        EXPECT_EQ(journal[0]["opcode"].asInt(), 0x0A);
+        EXPECT_EQ(journal[0]["nsid"].asInt(), 1);
+        EXPECT_EQ(journal[0]["cdw10"].asInt(), 7);
+        EXPECT_EQ(journal[0]["data_len"].asInt(), 0);
+        EXPECT_EQ(journal[0]["return"].asInt(), c.ioctl_return);
+
+        ASSERT_EQ(commands.size(), 1u);
+        ASSERT_EQ(more.size(), 2u);
+        EXPECT_EQ(more[0].asString(), "earlier");
+        const Json::Value& record = commands[0];
+        EXPECT_EQ(more[1], record);
+        const std::vector<std::string> keys = {"admin command", "allowed",    "bytes returned",
+                                               "return code",   "time in ms", "timestamp"};
+        EXPECT_EQ(record.getMemberNames(), keys);
+        EXPECT_EQ(record["admin command"].asString(), "Number of Queues");
+        EXPECT_TRUE(record["return code"].isInt());
+        EXPECT_EQ(record["return code"].asInt(), c.rc);
+        EXPECT_EQ(record["bytes returned"].asString(), "N/A");
+        EXPECT_TRUE(record["time in ms"].isDouble());
+        EXPECT_GE(record["time in ms"].asDouble(), 0.0);
+        EXPECT_TRUE(record["allowed"].isBool());
+        EXPECT_EQ(record["allowed"].asBool(), c.allowed);
+        EXPECT_TRUE(std::regex_match(record["timestamp"].asString(),
+                                     std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}( DST)?)")))
+            << record["timestamp"].asString();
+
+        std::vector<std::string> sent = {
+            "Running NVMe Admin Number of Queues command using "
+            "ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd)",
+            "cmd.opcode = 10",
+            "cmd.nsid = 1",
+            "cmd.addr = (address of buffer)",
+            "cmd.data_len = 0",
+            "cdw10 = 7",
+            "cdw11 = 0",
+            "file_descriptor = " + std::to_string(fd_),
+        };
+        const auto lines = Trace();
+        ASSERT_EQ(lines.size(), sent.size() + 1);
+        for (size_t i = 0; i < sent.size(); ++i) {
+            EXPECT_EQ(lines[i].tag, "VERB ");
+            EXPECT_EQ(lines[i].function, "LINUX_ADMIN_COMMAND");
+            EXPECT_EQ(lines[i].message, sent[i]);
+        }
+        const TraceLine& outcome = lines.back();
+        if (c.failure == nullptr) {
+            EXPECT_EQ(outcome.tag, "VERB ");
+            EXPECT_EQ(outcome.message, "Number of Queues read in " + TimeText(record) + " mS");
+        } else {
+            // Debug lines carry no severity tag; error lines do.
+            EXPECT_EQ(outcome.tag, c.allowed ? "" : "ERROR");
+            EXPECT_EQ(
+                outcome.message,
+                " FAILED Number of Queues ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd) failed with code " +
+                    std::to_string(c.rc) + " '" + c.failure + "'. Completed in " + TimeText(record) + " mS");
+        }
+        orka::CloseNvmeId(fd_);
+        fd_ = -1;
+    }
+}
+
+TEST_F(SimulatedAdminCommand, AllowedFailureIsHiddenAtInfoAndAnErrorIsNot) {
+    const struct {
+        bool allowed;
+        size_t lines;
+    } cases[] = {{true, 0}, {false, 1}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.allowed);
+        Open("opcode=0x0a,errno=5", orka::Severity::info);
+        Json::Value commands(Json::arrayValue);
+        Json::Value none;
+        EXPECT_EQ(orka::NvmeAdminCommand(fd_, "Arbitration", commands, none, 0x0A, 1, 1, 0, 0, 0, 0, 0,
+                                         nullptr, nullptr, 0, c.allowed),
+                  5);
+        const auto lines = Trace();
+        ASSERT_EQ(lines.size(), c.lines);
+        if (c.lines == 1) {
+            EXPECT_EQ(lines[0].tag, "ERROR");
+        }
+        orka::CloseNvmeId(fd_);
+        fd_ = -1;
+    }
+}
+
+TEST_F(SimulatedAdminCommand, RecordsGoOnlyToListsThatAreKept) {
+    const struct {
+        const char* label;
+        bool commands_kept;
+        bool more_kept;
+    } cases[] = {
+        {"both null", false, false},
+        {"only commands", true, false},
+        {"only more", false, true},
+        {"both", true, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.label);
+        Open("", orka::Severity::verbose);
+        Json::Value commands = c.commands_kept ? Json::Value(Json::arrayValue) : Json::Value();
+        Json::Value more = c.more_kept ? Json::Value(Json::arrayValue) : Json::Value();
+        unsigned char data[4096] = {};
+        EXPECT_EQ(orka::NvmeAdminCommand(fd_, "Identify Controller", commands, more, 0x06, 0, 1, 0, 0, 0, 0,
+                                         0, data, nullptr, sizeof(data), false),
+                  0);
+        // The command went out and came back whatever lists were kept.
+        EXPECT_EQ(testing_support::Journal().size(), 1u);
+        const std::string model(reinterpret_cast<const char*>(data) + 24, 40);
+        EXPECT_EQ(model, "Brantix Sim Plain 1TB" + std::string(19, ' '));
+        EXPECT_EQ(Trace().back().message.rfind("Identify Controller read in ", 0), 0u);
+
+        EXPECT_EQ(commands.isNull(), !c.commands_kept);
+        EXPECT_EQ(more.isNull(), !c.more_kept);
+        EXPECT_EQ(commands.size(), c.commands_kept ? 1u : 0u);
+        EXPECT_EQ(more.size(), c.more_kept ? 1u : 0u);
+        orka::CloseNvmeId(fd_);
+        fd_ = -1;
     }
 }
 

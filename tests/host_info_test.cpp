@@ -2,13 +2,19 @@
 // the PCI link texts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <regex>
 #include <string>
+#include <vector>
 
+#include "orka.h"
 #include "orka_linux.h"
+#include "support/simulator.h"
 
 namespace {
 
@@ -214,6 +220,165 @@ TEST(BlockDevices, SizeInDecimalGigabytes) {
     };
     for (const auto& c : cases) {
         EXPECT_EQ(orka::SectorsToGigabytes(c.sectors), c.expected) << c.sectors;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// GetSystemInfo against the drive simulator
+// ---------------------------------------------------------------------------
+
+class SimulatedSystemInfo : public HostFiles {
+  protected:
+    void TearDown() override {
+        testing_support::StopSimulation();
+        HostFiles::TearDown();
+    }
+
+    // plain-1.2.1 with a link faster than the speed table knows and a vendor
+    // outside the lookup table.
+    std::string FastLinkProfile() {
+        Json::Value profile = testing_support::ProfileSource("plain-1.2.1");
+        Json::Value& pci = profile["drives"][0]["pci"];
+        pci["vendor"] = "0x10ec";
+        pci["device"] = "0x5765";
+        pci["max_link_speed"] = "64.0 GT/s PCIe";
+        pci["max_link_width"] = "16";
+        pci["current_link_speed"] = "2.5 GT/s PCIe";
+        pci["current_link_width"] = "1";
+        const std::string path = (dir_ / "fast-link.json").string();
+        orka::WriteJsonFile(path, profile);
+        return path;
+    }
+
+    static std::map<std::string, std::string> Values(const Json::Value& parameters) {
+        std::map<std::string, std::string> values;
+        for (const auto& name : parameters.getMemberNames()) {
+            EXPECT_EQ(parameters[name]["name"].asString(), name);
+            EXPECT_EQ(parameters[name]["source"].asString(), "Calculated") << name;
+            values[name] = parameters[name]["value"].asString();
+        }
+        return values;
+    }
+};
+
+TEST_F(SimulatedSystemInfo, SystemBlockKeysAndHostTexts) {
+    const struct {
+        bool extended;
+        std::vector<std::string> keys;
+    } cases[] = {
+        {false,
+         {"bios version", "date", "hostname", "manufacturer", "model", "nvme list", "os", "os version",
+          "username", "uuid", "working directory"}},
+        {true,
+         {"bios version", "date", "hostname", "kernel release", "manufacturer", "memory", "model",
+          "nvme list", "os", "os version", "processor", "username", "uuid", "working directory"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.extended);
+        testing_support::UseProfile("rich-1.4");
+        orka::TRACELOG_NAME = (dir_ / "system.trace.log").string();
+        orka::InitTraceLog();
+        Json::Value info;
+        orka::GetSystemInfo(info, "0", c.extended);
+        const Json::Value& system = info["_metadata"]["system"];
+
+        // The narrative at info level: the labelled facts, the overview, the time taken.
+        std::vector<std::string> messages;
+        std::ifstream trace(orka::TRACELOG_NAME);
+        for (std::string line; std::getline(trace, line);) {
+            messages.push_back(line.size() > 27 ? line.substr(27) : line);  // after "[date time.ms]  "
+        }
+        ASSERT_EQ(messages.size(), 6u);
+        EXPECT_EQ(messages[0], "Date:              " + system["date"].asString());
+        EXPECT_EQ(messages[1], "Hostname:          " + system["hostname"].asString());
+        EXPECT_EQ(messages[2], "User:              NA");
+        EXPECT_EQ(messages[3], "Working Directory: NA");
+        EXPECT_EQ(messages[4], "DRIVE 0 : Western Digital Brantix Sim Rich 2TB NVMe 1.4 2000GB");
+        EXPECT_EQ(messages[5].rfind("System info read in ", 0), 0u) << messages[5];
+
+        EXPECT_EQ(system.getMemberNames(), c.keys);
+        EXPECT_EQ(system["bios version"].asString(), "SIM.BIOS.1.4.7");
+        EXPECT_EQ(system["manufacturer"].asString(), "Brantix Boards");
+        EXPECT_EQ(system["model"].asString(), "Simulated Rich Host");
+        EXPECT_EQ(system["username"].asString(), "NA");
+        EXPECT_EQ(system["working directory"].asString(), "NA");
+        EXPECT_TRUE(std::regex_match(system["date"].asString(),
+                                     std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}( DST)?)")))
+            << system["date"].asString();
+        ASSERT_TRUE(system["nvme list"].isArray());
+        ASSERT_EQ(system["nvme list"].size(), 1u);
+        EXPECT_EQ(system["nvme list"][0].asString(),
+                  "DRIVE 0 : Western Digital Brantix Sim Rich 2TB NVMe 1.4 2000GB");
+        for (const auto& key : c.keys) {
+            if (key != "nvme list") {
+                EXPECT_TRUE(system[key].isString()) << key;
+            }
+        }
+    }
+}
+
+TEST_F(SimulatedSystemInfo, OverviewHasOneLinePerNamespaceDevice) {
+    const struct {
+        std::string profile;
+        std::vector<std::string> lines;  // sorted: the listing order is the file system's
+    } cases[] = {
+        {"dual-namespace",
+         {"DRIVE 0 : Western Digital Brantix Sim Dual 0 1024GB",
+          "DRIVE 0 : Western Digital Brantix Sim Dual 0 512GB",
+          "DRIVE 1 : Western Digital Brantix Sim Dual 1 1024GB",
+          "DRIVE 1 : Western Digital Brantix Sim Dual 1 512GB"}},
+        {FastLinkProfile(), {"DRIVE 0 : Unknown Brantix Sim Plain 1TB 1000GB"}},
+        {"no-drives", {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.profile);
+        testing_support::UseProfile(c.profile);
+        Json::Value info;
+        orka::GetSystemInfo(info, "0", false);
+        std::vector<std::string> lines;
+        for (const auto& line : info["_metadata"]["system"]["nvme list"]) {
+            lines.push_back(line.asString());
+        }
+        std::sort(lines.begin(), lines.end());
+        EXPECT_EQ(lines, c.lines);
+    }
+}
+
+TEST_F(SimulatedSystemInfo, PciParametersOfTheDriveUnderTest) {
+    const std::vector<std::string> names = {"PCI Bandwidth",       "PCI Device ID",     "PCI Location",
+                                            "PCI Rated Bandwidth", "PCI Rated Speed",   "PCI Rated Width",
+                                            "PCI Speed",           "PCI Width",         "Root PCI Device ID",
+                                            "Root PCI Location",   "Root PCI Vendor ID"};
+    const struct {
+        std::string profile;
+        std::string device;
+        std::vector<std::string> values;  // in the order of `names`
+    } cases[] = {
+        {"rich-1.4",
+         "0",
+         {"16.0 GT/s", "0X2500", "Bus 02, device 00, function 0", "64.0 GT/s", "Gen4 16.0GT/s", "x4",
+          "Gen3 8.0GT/s", "x2", "0X43B0", "Bus 00, device 1d, function 0", "0X8086"}},
+        {"dual-namespace",
+         "1",
+         {"32.0 GT/s", "0X2262", "Bus 02, device 00, function 0", "32.0 GT/s", "Gen3 8.0GT/s", "x4",
+          "Gen3 8.0GT/s", "x4", "0XA110", "Bus 00, device 1d, function 0", "0X8086"}},
+        {FastLinkProfile(),
+         "0",
+         {"2.5 GT/s", "0X5765", "Bus 01, device 00, function 0", "1024.0 GT/s", "N/A", "x16", "Gen1 2.5GT/s",
+          "x1", "0XA110", "Bus 00, device 1c, function 0", "0X8086"}},
+        // A drive number the host does not have: every fact is missing.
+        {"plain-1.2.1", "5", std::vector<std::string>(11, "N/A")},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.profile + " drive " + c.device);
+        testing_support::UseProfile(c.profile);
+        Json::Value info;
+        orka::GetSystemInfo(info, c.device, false);
+        std::map<std::string, std::string> expected;
+        for (size_t i = 0; i < names.size(); ++i) {
+            expected[names[i]] = c.values[i];
+        }
+        EXPECT_EQ(Values(info["nvme"]["parameters"]), expected);
     }
 }
 
