@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "decode_table.h"
 #include "nvme_admin_command.h"
 #include "orka.h"
 #include "orka_nvme.h"
@@ -19,27 +20,23 @@ using Data = ORKA_NVME_IDENTIFY_CONTROLLER_DATA;
 
 constexpr unsigned int VERSION_1_2_0 = 0x00010200;
 constexpr unsigned int VERSION_1_3_0 = 0x00010300;
-const char* const NOT_REPORTED = "Not Reported";
-const char* const NOT_SUPPORTED = "Not Supported";
+
+using decode::Bit;
+using decode::Gate;
+using decode::NOT_REPORTED;
+using decode::NOT_SUPPORTED;
+using decode::WHOLE;
+using Row = decode::Row<Data>;
+template <auto Member>
+constexpr Row::Reader Field = &decode::Field<Member, Data>;
+constexpr Row::Format Supported = &decode::Supported<Data>;
+constexpr Row::Format Decimal = &decode::Decimal<Data>;
+constexpr Row::Format Number = &decode::Number<Data>;
+constexpr Row::Format NumberOrNotSupported = &decode::NumberOrNotSupported<Data>;
 
 // ---------------------------------------------------------------------------
 // Field readers: every row names the field it decodes through one of these.
 // ---------------------------------------------------------------------------
-
-using Reader = unsigned long long (*)(const Data&);
-
-unsigned long long Raw(unsigned char value) {
-    return value;
-}
-template <typename T>
-unsigned long long Raw(const LittleEndian<T>& value) {
-    return value.get();
-}
-
-template <auto Member>
-unsigned long long Field(const Data& data) {
-    return Raw(data.*Member);
-}
 
 // RPMBS keeps its two size bytes apart from the bit fields of bytes 0-1.
 unsigned long long RpmbsLow(const Data& data) {
@@ -54,29 +51,10 @@ unsigned long long FguidByteSum(const Data& data) {
     return sum;
 }
 
-constexpr BitField WHOLE{0, 32};
-constexpr BitField Bit(unsigned int bit) {
-    return BitField{bit, 1};
-}
-
 // ---------------------------------------------------------------------------
-// Value formats shared by many rows
+// Value formats of this structure
 // ---------------------------------------------------------------------------
 
-using Format = std::string (*)(const Data&, unsigned int value);
-
-std::string Supported(const Data&, unsigned int bit) {
-    return ToSupported(bit);
-}
-std::string Decimal(const Data&, unsigned int value) {
-    return std::to_string(value);
-}
-std::string Number(const Data&, unsigned int value) {
-    return ToNumberString(value);
-}
-std::string NumberOrNotSupported(const Data&, unsigned int value) {
-    return value == 0 ? NOT_SUPPORTED : ToNumberString(value);
-}
 std::string MicrosecondsOrNotReported(const Data&, unsigned int value) {
     return value == 0 ? NOT_REPORTED : ToMicroSecondString(value);
 }
@@ -106,7 +84,7 @@ std::string Text(const char* bytes, std::size_t length) {
 // Conditions that are not version gates
 // ---------------------------------------------------------------------------
 
-using Condition = bool (*)(const Data&);
+using Condition = Row::Condition;
 
 bool NamespaceManagement(const Data& data) {
     return GetBits(data.OACS.get(), Bit(3)) == 1;
@@ -133,23 +111,6 @@ bool SglSupported(const Data& data) {
 // ---------------------------------------------------------------------------
 // The decode table, in output order
 // ---------------------------------------------------------------------------
-
-enum class Gate {
-    kAlways,
-    kVersion13,                // added when the drive claims 1.3 or the bits are non-zero
-    kVersion14,                // as above for 1.4
-    kVersion14OrNotSupported,  // always added; "Not Supported" when the 1.4 gate fails
-};
-
-struct Row {
-    const char* name;
-    Reader field;
-    BitField bits;  // of `field`; both the gate and the format see these bits
-    Gate gate;
-    Format format;
-    Condition when = nullptr;      // checked before the gate
-    Condition and_also = nullptr;  // checked after a gate that passed
-};
 
 using C = Data;
 
@@ -503,19 +464,6 @@ const PowerStateRow POWER_STATE_ROWS[] = {
      [](const Psd& p) { return std::to_string(GetBits(p.RWL, PSD_RELATIVE)); }},
 };
 
-bool PassesGate(Gate gate, unsigned int version, unsigned int& highest_version, unsigned int present) {
-    switch (gate) {
-        case Gate::kAlways:
-            return true;
-        case Gate::kVersion13:
-            return IsVersion1p3(version, highest_version, present);
-        case Gate::kVersion14:
-        case Gate::kVersion14OrNotSupported:
-            return IsVersion1p4(version, highest_version, present);
-    }
-    return false;
-}
-
 }  // namespace
 
 int ReadIdentifyController(NVME_ID fd, ORKA_NVME_IDENTIFY_CONTROLLER_DATA& data, Json::Value& commands,
@@ -542,22 +490,7 @@ void DecodeIdentifyController(const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& data, Js
     }
 
     Json::Value& parameters = info["nvme"]["parameters"];
-    for (const Row& row : CONTROLLER_ROWS) {
-        if (row.when != nullptr && !row.when(data)) {
-            continue;
-        }
-        const unsigned int value = row.field == nullptr ? 0 : GetBits(row.field(data), row.bits);
-        if (!PassesGate(row.gate, version, highest_version, value)) {
-            if (row.gate == Gate::kVersion14OrNotSupported) {
-                AddParameter(parameters, row.name, NOT_SUPPORTED);
-            }
-            continue;
-        }
-        if (row.and_also != nullptr && !row.and_also(data)) {
-            continue;
-        }
-        AddParameter(parameters, row.name, row.format(data, value));
-    }
+    decode::AddDecodedRows(CONTROLLER_ROWS, data, version, highest_version, parameters);
 
     // NPSS may claim more states than the structure holds.
     const unsigned int states = std::min<unsigned int>(data.NPSS + 1U, MAX_POWER_STATES);

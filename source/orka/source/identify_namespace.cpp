@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 
+#include "decode_table.h"
 #include "nvme_admin_command.h"
 #include "orka.h"
 #include "orka_nvme.h"
@@ -17,62 +18,33 @@ namespace {
 
 using Data = ORKA_NVME_IDENTIFY_NAMESPACE_DATA;
 
-const char* const NOT_REPORTED = "Not Reported";
-const char* const NOT_SUPPORTED = "Not Supported";
-const char* const RESERVED = "Reserved";
+using decode::Bit;
+using decode::Gate;
+using decode::NOT_REPORTED;
+using decode::RESERVED;
+using decode::WHOLE;
+using Row = decode::Row<Data>;
+template <auto Member>
+constexpr Row::Reader Field = &decode::Field<Member, Data>;
+constexpr Row::Format Supported = &decode::Supported<Data>;
+constexpr Row::Format Decimal = &decode::Decimal<Data>;
+constexpr Row::Format Number = &decode::Number<Data>;
+constexpr Row::Format NumberOrNotSupported = &decode::NumberOrNotSupported<Data>;
+constexpr Row::Format NumberOrNotReported = &decode::NumberOrNotReported<Data>;
 // Only one namespace is reported, always under this name.
 const std::string NAMESPACE = "Namespace 1";
-
-// ---------------------------------------------------------------------------
-// Field readers
-// ---------------------------------------------------------------------------
-
-using Reader = unsigned long long (*)(const Data&);
-
-unsigned long long Raw(unsigned char value) {
-    return value;
-}
-template <typename T>
-unsigned long long Raw(const LittleEndian<T>& value) {
-    return value.get();
-}
-
-template <auto Member>
-unsigned long long Field(const Data& data) {
-    return Raw(data.*Member);
-}
-
-constexpr BitField WHOLE{0, 32};
-constexpr BitField Bit(unsigned int bit) {
-    return BitField{bit, 1};
-}
 
 bool Flag(unsigned char field, unsigned int bit) {
     return GetBits(field, Bit(bit)) == 1;
 }
 
 // ---------------------------------------------------------------------------
-// Value formats shared by many rows
+// Value formats of this structure
 // ---------------------------------------------------------------------------
 
-using Format = std::string (*)(const Data&, unsigned int value);
-
-std::string Supported(const Data&, unsigned int bit) {
-    return ToSupported(bit);
-}
-std::string Decimal(const Data&, unsigned int value) {
-    return std::to_string(value);
-}
-std::string Number(const Data&, unsigned int value) {
-    return ToNumberString(value);
-}
 std::string NumberOrNoBoundaries(const Data&, unsigned int value) {
     return value == 0 ? "No boundaries" : ToNumberString(value);
 }
-std::string NumberOrNotSupported(const Data&, unsigned int value) {
-    return value == 0 ? NOT_SUPPORTED : ToNumberString(value);
-}
-
 // NAWUN, NAWUPF and NACWU mean something only when NSFEAT bit 1 says so.
 std::string AtomicUnit(const Data& data, unsigned int value, const char* same_as) {
     if (!Flag(data.NSFEAT, 1)) {
@@ -86,7 +58,7 @@ std::string IoOptimization(const Data& data, unsigned int value) {
     return Flag(data.NSFEAT, 4) ? ToNumberString(value + 1) : RESERVED;
 }
 
-using Condition = bool (*)(const Data&);
+using Condition = Row::Condition;
 
 bool FormatInProgress(const Data& data) {
     return GetBits(data.FPI, FPI_SUPPORTED) == 1;
@@ -95,22 +67,6 @@ bool FormatInProgress(const Data& data) {
 // ---------------------------------------------------------------------------
 // The decode table, in output order
 // ---------------------------------------------------------------------------
-
-enum class Gate {
-    kAlways,
-    kVersion13,  // added when the drive claims 1.3 or the gated value is non-zero
-    kVersion14,  // as above for 1.4
-};
-
-struct Row {
-    const char* suffix;  // after "Namespace 1"
-    Reader field;
-    BitField bits;  // of `field`, the value formatted
-    Gate gate;
-    Format format;
-    Condition when = nullptr;
-    Reader gate_field = nullptr;  // the gate sees this whole field instead of `bits`
-};
 
 using N = Data;
 
@@ -166,10 +122,10 @@ const Row NAMESPACE_ROWS[] = {
      [](const Data&, unsigned int b) -> std::string { return b == 1 ? "1.3 or later" : "1.2.1 or earlier"; }},
     {" Format Progress Indicator", Field<&N::FPI>, FPI_SUPPORTED, Gate::kAlways, Supported},
     {" Format Percent Complete", Field<&N::FPI>, FPI_PERCENT, Gate::kAlways, Number, FormatInProgress},
-    {" Deallocate Guard Field", Field<&N::DLFEAT>, Bit(4), Gate::kVersion13, Supported, nullptr,
+    {" Deallocate Guard Field", Field<&N::DLFEAT>, Bit(4), Gate::kVersion13, Supported, nullptr, nullptr,
      Field<&N::DLFEAT>},
     {" Deallocate Bit in Write Zeros", Field<&N::DLFEAT>, Bit(3), Gate::kVersion13, Supported, nullptr,
-     Field<&N::DLFEAT>},
+     nullptr, Field<&N::DLFEAT>},
     {" Deallocate Logical Block Value", Field<&N::DLFEAT>, BitField{0, 3}, Gate::kVersion13,
      [](const Data&, unsigned int v) -> std::string {
          switch (v) {
@@ -183,7 +139,7 @@ const Row NAMESPACE_ROWS[] = {
                  return RESERVED;
          }
      },
-     nullptr, Field<&N::DLFEAT>},
+     nullptr, nullptr, Field<&N::DLFEAT>},
     {" Atomic Write Unit Normal (NAWUN)", Field<&N::NAWUN>, WHOLE, Gate::kAlways,
      [](const Data& d, unsigned int v) { return AtomicUnit(d, v, "Same as AWUN"); }},
     {" Atomic Write Unit Power Fail (NAWUPF)", Field<&N::NAWUPF>, WHOLE, Gate::kAlways,
@@ -194,8 +150,7 @@ const Row NAMESPACE_ROWS[] = {
     {" Atomic Boundary Offset (NABO)", Field<&N::NABO>, WHOLE, Gate::kAlways, Number},
     {" Atomic Boundary Size Power Fail (NABSPF)", Field<&N::NABSPF>, WHOLE, Gate::kAlways,
      NumberOrNoBoundaries},
-    {" Optimal IO Boundary (NOIOB)", Field<&N::NOIOB>, WHOLE, Gate::kVersion13,
-     [](const Data&, unsigned int v) { return v == 0 ? NOT_REPORTED : ToNumberString(v); }},
+    {" Optimal IO Boundary (NOIOB)", Field<&N::NOIOB>, WHOLE, Gate::kVersion13, NumberOrNotReported},
     {" NVM Capacity (NVMCAP)", nullptr, WHOLE, Gate::kAlways,
      [](const Data& d, unsigned int) { return ToBigNumberString(To128bitNumber(d.NVMCAP)); }},
     {" Preferred Write Granularity (NPWG)", Field<&N::NPWG>, WHOLE, Gate::kVersion14, IoOptimization},
@@ -203,8 +158,7 @@ const Row NAMESPACE_ROWS[] = {
     {" Preferred Deallocate Granularity (NPDG)", Field<&N::NPDG>, WHOLE, Gate::kVersion14, IoOptimization},
     {" Preferred Deallocate Alignment (NPDA)", Field<&N::NPDA>, WHOLE, Gate::kVersion14, IoOptimization},
     {" Optimal Write Size (NOWS)", Field<&N::NOWS>, WHOLE, Gate::kVersion14, IoOptimization},
-    {" ANA Group Identifier (ANAGRPID)", Field<&N::ANAGRPID>, WHOLE, Gate::kVersion14,
-     [](const Data&, unsigned int v) { return v == 0 ? NOT_REPORTED : ToNumberString(v); }},
+    {" ANA Group Identifier (ANAGRPID)", Field<&N::ANAGRPID>, WHOLE, Gate::kVersion14, NumberOrNotReported},
     {" Write Protected", Field<&N::NSATTR>, Bit(0), Gate::kVersion14,
      [](const Data&, unsigned int b) { return ToYes(b); }},
     {" NVM Set Identifier (NVMSETID)", Field<&N::NVMSETID>, WHOLE, Gate::kVersion14, NumberOrNotSupported},
@@ -215,18 +169,6 @@ const Row NAMESPACE_ROWS[] = {
     {" IEEE Extended Unique Identifier (EUI64)", nullptr, WHOLE, Gate::kAlways,
      [](const Data& d, unsigned int) { return GetEuid(d.EUI64); }},
 };
-
-bool PassesGate(Gate gate, unsigned int version, unsigned int& highest_version, unsigned int present) {
-    switch (gate) {
-        case Gate::kAlways:
-            return true;
-        case Gate::kVersion13:
-            return IsVersion1p3(version, highest_version, present);
-        case Gate::kVersion14:
-            return IsVersion1p4(version, highest_version, present);
-    }
-    return false;
-}
 
 std::string RelativePerformance(unsigned int rp) {
     switch (rp) {
@@ -265,17 +207,7 @@ void DecodeIdentifyNamespace(const ORKA_NVME_IDENTIFY_NAMESPACE_DATA& data, Json
     }
 
     Json::Value& parameters = info["nvme"]["parameters"];
-    for (const Row& row : NAMESPACE_ROWS) {
-        if (row.when != nullptr && !row.when(data)) {
-            continue;
-        }
-        const unsigned int value = row.field == nullptr ? 0 : GetBits(row.field(data), row.bits);
-        const unsigned int present = row.gate_field == nullptr ? value : GetBits(row.gate_field(data), WHOLE);
-        if (!PassesGate(row.gate, version, highest_version, present)) {
-            continue;
-        }
-        AddParameter(parameters, NAMESPACE + row.suffix, row.format(data, value));
-    }
+    decode::AddDecodedRows(NAMESPACE_ROWS, data, version, highest_version, parameters, NAMESPACE);
 
     // NLBAF may claim more formats than the structure holds.
     const unsigned int formats = std::min<unsigned int>(data.NLBAF + 1U, MAX_LBA);
