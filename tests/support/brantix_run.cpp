@@ -1,5 +1,6 @@
 #include "support/brantix_run.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -47,12 +48,9 @@ std::filesystem::path MakeTempDir(const std::string& label) {
     return pattern;
 }
 
-RunResult RunBrantix(const RunOptions& options) {
-    RunResult result;
-    result.dir = MakeTempDir("run");
-    for (const auto& [name, content] : options.files) {
-        std::ofstream(result.dir / name, std::ios::binary) << content;
-    }
+ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
+                         const std::vector<std::string>& unset, const std::filesystem::path& dir,
+                         bool with_stderr) {
     int pipe_fds[2];
     if (pipe(pipe_fds) != 0) {
         throw std::runtime_error("pipe failed");
@@ -64,31 +62,54 @@ RunResult RunBrantix(const RunOptions& options) {
     if (child == 0) {
         close(pipe_fds[0]);
         dup2(pipe_fds[1], STDOUT_FILENO);
-        dup2(pipe_fds[1], STDERR_FILENO);
+        if (with_stderr) {
+            dup2(pipe_fds[1], STDERR_FILENO);
+        } else {
+            const int null_fd = open("/dev/null", O_WRONLY);
+            dup2(null_fd, STDERR_FILENO);
+        }
         close(pipe_fds[1]);
-        if (chdir(result.dir.c_str()) != 0) {
+        if (chdir(dir.c_str()) != 0) {
             _exit(126);
         }
-        for (const auto& [key, value] : options.env) {
+        for (const auto& [key, value] : env) {
             setenv(key.c_str(), value.c_str(), 1);
         }
-        std::vector<const char*> argv{BRANTIX_BINARY};
-        for (const auto& arg : options.args) {
-            argv.push_back(arg.c_str());
+        for (const auto& key : unset) {
+            unsetenv(key.c_str());
         }
-        argv.push_back(nullptr);
-        execv(BRANTIX_BINARY, const_cast<char* const*>(argv.data()));
+        std::vector<char*> args;
+        for (const auto& arg : argv) {
+            args.push_back(const_cast<char*>(arg.c_str()));
+        }
+        args.push_back(nullptr);
+        execvp(args[0], args.data());
         _exit(127);
     }
     close(pipe_fds[1]);
+    ProcessResult result;
     char buffer[4096];
     for (ssize_t got; (got = read(pipe_fds[0], buffer, sizeof buffer)) > 0;) {
-        result.console.append(buffer, static_cast<size_t>(got));
+        result.output.append(buffer, static_cast<size_t>(got));
     }
     close(pipe_fds[0]);
     int status = 0;
     waitpid(child, &status, 0);
     result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+}
+
+RunResult RunBrantix(const RunOptions& options) {
+    RunResult result;
+    result.dir = MakeTempDir("run");
+    for (const auto& [name, content] : options.files) {
+        std::ofstream(result.dir / name, std::ios::binary) << content;
+    }
+    std::vector<std::string> argv{BRANTIX_BINARY};
+    argv.insert(argv.end(), options.args.begin(), options.args.end());
+    const ProcessResult run = RunProcess(argv, options.env, {}, result.dir, true);
+    result.exit_code = run.exit_code;
+    result.console = run.output;
     return result;
 }
 

@@ -28,6 +28,18 @@ struct RunResult {
     std::vector<std::string> ConsoleLines() const;
 };
 
+struct ProcessResult {
+    int exit_code = -1;
+    std::string output;
+};
+
+// Runs `argv` (looked up on PATH) in `dir` with `env` added to and `unset`
+// removed from this process's environment; collects standard output, and
+// standard error too when `with_stderr` is set (otherwise it is dropped).
+ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
+                         const std::vector<std::string>& unset, const std::filesystem::path& dir,
+                         bool with_stderr);
+
 // A fresh, empty directory under the system's temporary directory.
 std::filesystem::path MakeTempDir(const std::string& label);
 

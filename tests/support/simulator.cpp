@@ -1,9 +1,6 @@
 #include "support/simulator.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
@@ -126,45 +123,12 @@ SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options,
 
 CommandResult RunUnderSimulator(const std::string& profile, const std::vector<std::string>& command,
                                 const std::string& state_dir) {
-    int pipe_fds[2];
-    if (pipe(pipe_fds) != 0) {
-        throw std::runtime_error("pipe failed");
-    }
-    const pid_t child = fork();
-    if (child < 0) {
-        throw std::runtime_error("fork failed");
-    }
-    if (child == 0) {
-        close(pipe_fds[0]);
-        dup2(pipe_fds[1], STDOUT_FILENO);
-        close(pipe_fds[1]);
-        const int null_fd = ::open("/dev/null", O_WRONLY);
-        dup2(null_fd, STDERR_FILENO);
-        setenv("LD_PRELOAD", PreloadValue().c_str(), 1);
-        setenv("ASAN_OPTIONS", AsanOptions().c_str(), 1);
-        setenv("BRANTIX_SIM_PROFILE", ProfilePath(profile).c_str(), 1);
-        setenv("BRANTIX_SIM_STATE", state_dir.c_str(), 1);
-        unsetenv("BRANTIX_SIM_FAULTS");
-        unsetenv("BRANTIX_SIM_JOURNAL");
-        std::vector<char*> argv;
-        for (const auto& arg : command) {
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        }
-        argv.push_back(nullptr);
-        execvp(argv[0], argv.data());
-        _exit(127);
-    }
-    close(pipe_fds[1]);
-    CommandResult result;
-    char buffer[4096];
-    for (ssize_t got; (got = read(pipe_fds[0], buffer, sizeof buffer)) > 0;) {
-        result.output.append(buffer, static_cast<size_t>(got));
-    }
-    close(pipe_fds[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
+    const std::map<std::string, std::string> env{{"LD_PRELOAD", PreloadValue()},
+                                                 {"ASAN_OPTIONS", AsanOptions()},
+                                                 {"BRANTIX_SIM_PROFILE", ProfilePath(profile)},
+                                                 {"BRANTIX_SIM_STATE", state_dir}};
+    return RunProcess(command, env, {"BRANTIX_SIM_FAULTS", "BRANTIX_SIM_JOURNAL"},
+                      std::filesystem::current_path(), false);
 }
 
 }  // namespace testing_support

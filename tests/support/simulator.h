@@ -51,10 +51,7 @@ SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options,
 
 // Runs a command under the simulator, with the state folder `state_dir`, and
 // returns its exit code and standard output (standard error is dropped).
-struct CommandResult {
-    int exit_code = -1;
-    std::string output;
-};
+using CommandResult = ProcessResult;
 CommandResult RunUnderSimulator(const std::string& profile, const std::vector<std::string>& command,
                                 const std::string& state_dir);
 
