@@ -2,6 +2,10 @@
 // The command file check refuses both types, so no run reaches them today.
 #include "brantix.h"
 
-int Format(Json::Value&) { return 0; }
+int Format(Json::Value&) {
+    return 0;
+}
 
-int Update(Json::Value&) { return 0; }
+int Update(Json::Value&) {
+    return 0;
+}

@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "orka.h"
+#include "orka_linux.h"
 #include "orka_nvme.h"
 #include "support/byte_fixture.h"
+#include "support/simulator.h"
 
 namespace {
 
@@ -110,7 +112,7 @@ class IdentifyControllerTest : public ::testing::Test {
 };
 
 struct Expected {
-    const char* name;
+    std::string name;
     std::string value;
 };
 
@@ -530,6 +532,148 @@ TEST_F(IdentifyControllerTest, EveryOptionalParameterIsInTheCatalogue) {
             << name;
     }
     EXPECT_EQ(highest, V140);
+}
+
+// ---------------------------------------------------------------------------
+// End to end: the real admin command path against the drive simulator
+// ---------------------------------------------------------------------------
+
+// A profile number: a JSON number or a decimal or 0x hexadecimal string.
+unsigned long long ProfileNumber(const Json::Value& value) {
+    return value.isString() ? std::stoull(value.asString(), nullptr, 0) : value.asUInt64();
+}
+
+std::string Padded(const std::string& text, std::size_t width) {
+    return text + std::string(width - text.size(), ' ');
+}
+
+class SimulatedIdentifyControllerTest : public ::testing::Test {
+  protected:
+    void SetUp() override { orka::ExpandParameterCatalogue(); }
+    void TearDown() override { testing_support::StopSimulation(); }
+
+    // Opens the first simulated drive and runs Identify Controller on it.
+    int Identify(Json::Value& info, Json::Value& more_commands) {
+        const orka::NVME_ID fd = orka::GetNvmeId("/dev/nvme0", false);
+        const int result = orka::GetIdentifyController(fd, data, info, false, highest, more_commands);
+        orka::CloseNvmeId(fd);
+        return result;
+    }
+
+    static std::string Value(const Json::Value& info, const std::string& name) {
+        const Json::Value& parameters = info["nvme"]["parameters"];
+        return parameters.isMember(name) ? parameters[name]["value"].asString() : ABSENT;
+    }
+
+    orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA data{};
+    unsigned int highest = 0;
+};
+
+TEST_F(SimulatedIdentifyControllerTest, RichDriveThroughTheAdminCommandPath) {
+    testing_support::UseProfile("rich-1.4");
+    const Json::Value source = testing_support::ProfileSource("rich-1.4")["drives"][0]["identify controller"];
+    Json::Value info;
+    Json::Value more_commands(Json::arrayValue);
+    ASSERT_EQ(Identify(info, more_commands), 0);
+
+    const std::vector<Json::Value> journal = testing_support::Journal();
+    ASSERT_EQ(journal.size(), 1u);
+    EXPECT_EQ(journal[0]["device"].asString(), "/dev/nvme0");
+    EXPECT_EQ(journal[0]["opcode"].asInt(), 6);
+    EXPECT_EQ(journal[0]["nsid"].asInt(), 0);
+    EXPECT_EQ(journal[0]["cdw10"].asInt(), 1);
+    EXPECT_EQ(journal[0]["data_len"].asInt(), 4096);
+
+    const Json::Value& commands = info["_metadata"]["commands"];
+    ASSERT_EQ(commands.size(), 1u);
+    EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Controller");
+    EXPECT_EQ(commands[0]["return code"].asInt(), 0);
+    EXPECT_EQ(commands[0]["allowed"].asBool(), false);
+    ASSERT_EQ(more_commands.size(), 1u);
+    EXPECT_EQ(more_commands[0]["admin command"].asString(), "Identify Controller");
+
+    const unsigned int npss = source["PSD"].size() - 1;
+    const std::vector<Expected> expected = {
+        {"Controller Vendor", "Western Digital"},
+        {"PCI Vendor ID (VID)", "0x1B96"},
+        {"Serial Number (SN)", Padded(source["SN"].asString(), 20)},
+        {"Model Number (MN)", Padded(source["MN"].asString(), 40)},
+        {"Firmware Revision (FR)", Padded(source["FR"].asString(), 8)},
+        {"Version (VER)", "1.4.0"},
+        {"Number of Namespaces (NN)", std::to_string(ProfileNumber(source["NN"]))},
+        {"Number of Power States Support (NPSS)", std::to_string(npss + 1)},
+        {"Total NVM Capacity (TNVMCAP)", "2,000,398,934,016"},
+        {"Replay Protected Memory Blocks (RPMBS)", "Supported"},
+        {"RPMB Total Size", "33 (128KiB units)"},
+        {"Persistent Event Log Size (PELS)", "64 KiB"},
+        {"SGL support in NVM command", "Reserved"},
+        {"SGL - Transport SGL Data Block Descriptor", "Not Supported"},
+        {"NVM Subsystem NVMe Qualified Name (SUBNQN)", source["SUBNQN"].asString()},
+        {"Power State 0 Active Power (ACTP)", "8 Watts"},
+        {"Power State 3 Maximum Power (MP)", "0.008 Watts"},
+        {"Power State 4 Exit Latency (EXLAT)", "45,000 uS (0.045 sec)"},
+        {"Power State " + std::to_string(npss + 1) + " Maximum Power (MP)", ABSENT},
+    };
+    for (const auto& [name, value] : expected) {
+        EXPECT_EQ(Value(info, name), value) << name;
+    }
+    EXPECT_EQ(highest, V140);
+    // the caller's structure holds what the drive returned
+    EXPECT_EQ(data.NN.get(), ProfileNumber(source["NN"]));
+}
+
+TEST_F(SimulatedIdentifyControllerTest, PlainDriveShowingLaterFeatures) {
+    testing_support::UseProfile("plain-1.2.1");
+    const Json::Value source =
+        testing_support::ProfileSource("plain-1.2.1")["drives"][0]["identify controller"];
+    Json::Value info;
+    Json::Value more_commands;  // not kept
+    ASSERT_EQ(Identify(info, more_commands), 0);
+    EXPECT_TRUE(more_commands.isNull());
+    const std::vector<Expected> expected = {
+        {"Serial Number (SN)", Padded(source["SN"].asString(), 20)},
+        {"Version (VER)", "1.2.1"},
+        {"Total NVM Capacity (TNVMCAP)", ABSENT},
+        {"SGL support in NVM command", "Not Supported"},
+        {"Persistent Event Log", "Not Supported"},
+        // OACS bit 4 and DSTO are 1.3 fields: the drive shows 1.3 support
+        {"Device Self-test Command", "Supported"},
+        {"Extended Device Self-test Time (EDSTT)", "10 Min"},
+        {"One Self-Test", "Per System"},
+        {"Power State 1 Entry Latency (ENLAT)", "5 uS (0.000 sec)"},
+        {"Power State 2 Maximum Power (MP)", ABSENT},
+    };
+    for (const auto& [name, value] : expected) {
+        EXPECT_EQ(Value(info, name), value) << name;
+    }
+    EXPECT_EQ(highest, V130);
+}
+
+TEST_F(SimulatedIdentifyControllerTest, OldDriveIsRefused) {
+    testing_support::UseProfile("old-1.1");
+    Json::Value info;
+    Json::Value more_commands(Json::arrayValue);
+    try {
+        Identify(info, more_commands);
+        ADD_FAILURE() << "an NVMe 1.1 drive was accepted";
+    } catch (const orka::OrkaError& error) {
+        EXPECT_EQ(std::string(error.what()), "Only NVMe drives with NVMe version 1.2.1 and above supported");
+    }
+    EXPECT_FALSE(info["nvme"].isMember("parameters"));
+    EXPECT_EQ(info["_metadata"]["commands"].size(), 1u);
+}
+
+TEST_F(SimulatedIdentifyControllerTest, FailedIdentifyReturnsItsErrnoWithoutParameters) {
+    testing_support::UseProfile("rich-1.4", "opcode=0x06,errno=5");
+    Json::Value info;
+    Json::Value more_commands(Json::arrayValue);
+    EXPECT_EQ(Identify(info, more_commands), 5);
+    EXPECT_FALSE(info.isMember("nvme"));
+    const Json::Value& commands = info["_metadata"]["commands"];
+    ASSERT_EQ(commands.size(), 1u);
+    EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Controller");
+    EXPECT_EQ(commands[0]["return code"].asInt(), 5);
+    EXPECT_EQ(highest, 0u);
 }
 
 }  // namespace

@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "orka.h"
+#include "orka_linux.h"
 #include "orka_nvme.h"
 #include "support/byte_fixture.h"
+#include "support/simulator.h"
 
 namespace {
 
@@ -294,6 +296,117 @@ TEST_F(IdentifyNamespaceTest, EveryOptionalParameterIsInTheCatalogue) {
     for (const auto& name : parameters.getMemberNames()) {
         EXPECT_EQ(parameters[name]["source"].asString(), "Identify Namespace") << name;
     }
+}
+
+// ---------------------------------------------------------------------------
+// End to end: the real admin command path against the drive simulator
+// ---------------------------------------------------------------------------
+
+class SimulatedIdentifyNamespaceTest : public ::testing::Test {
+  protected:
+    void SetUp() override { orka::ExpandParameterCatalogue(); }
+    void TearDown() override { testing_support::StopSimulation(); }
+
+    int Identify(unsigned int nsid, unsigned int version, Json::Value& info, Json::Value& more_commands) {
+        const orka::NVME_ID fd = orka::GetNvmeId("/dev/nvme0", false);
+        highest = version;
+        const int result =
+            orka::GetIdentifyNamespace(fd, data, nsid, info, true, version, highest, more_commands);
+        orka::CloseNvmeId(fd);
+        return result;
+    }
+
+    static std::string Value(const Json::Value& info, const std::string& name) {
+        const Json::Value& parameters = info["nvme"]["parameters"];
+        return parameters.isMember(name) ? parameters[name]["value"].asString() : ABSENT;
+    }
+
+    orka::ORKA_NVME_IDENTIFY_NAMESPACE_DATA data{};
+    unsigned int highest = 0;
+};
+
+TEST_F(SimulatedIdentifyNamespaceTest, RichAndPlainNamespacesThroughTheAdminCommandPath) {
+    struct Case {
+        const char* profile;
+        unsigned int version;
+        std::vector<Expected> expected;
+    };
+    const std::vector<Case> cases = {
+        {"rich-1.4",
+         V140,
+         {{"Namespace 1 Size in LBA (NSZE)", "3,907,029,168"},
+          {"Namespace 1 Number of LBA Formats (NLBAF)", "5"},
+          {"Namespace 1 LBA 0 Data Size (LBADS)", "9 (2^9=512) *"},
+          {"Namespace 1 LBA 4 Metadata Size (MS)", "64"},
+          {"Namespace 1 LBA 4 Data Size (LBADS)", "12 (2^12=4096)"},
+          {"Namespace 1 Preferred Write Granularity (NPWG)", "8"},
+          {"Namespace 1 Deallocate Logical Block Value", "All 00h"},
+          {"Namespace 1 Globally Unique Identifier (NGUID)", "0038e20000000001-000000-00000000aa"},
+          {"Namespace 1 IEEE Extended Unique Identifier (EUI64)", "0038e2-0000000042"},
+          {"Namespace 1 Size", "2000 GB"},
+          {"Namespace 1 Size in GiB", "1863.0 GiB"}}},
+        {"plain-1.2.1",
+         0x00010201,
+         {{"Namespace 1 Size in LBA (NSZE)", "1,953,525,168"},
+          {"Namespace 1 Number of LBA Formats (NLBAF)", "2"},
+          {"Namespace 1 LBA 0 Data Size (LBADS)", "9 (2^9=512) *"},
+          {"Namespace 1 LBA 1 Data Size (LBADS)", "12 (2^12=4096)"},
+          {"Namespace 1 Deallocate Logical Block Value", ABSENT},
+          {"Namespace 1 Preferred Write Granularity (NPWG)", ABSENT},
+          {"Namespace 1 NVM Capacity (NVMCAP)", "1,000,204,886,016"},
+          {"Namespace 1 Size", "1000 GB"},
+          {"Namespace 1 Size in GiB", "931.5 GiB"}}},
+    };
+    for (const auto& c : cases) {
+        testing_support::UseProfile(c.profile);
+        Json::Value info;
+        Json::Value more_commands(Json::arrayValue);
+        ASSERT_EQ(Identify(1, c.version, info, more_commands), 0) << c.profile;
+
+        const std::vector<Json::Value> journal = testing_support::Journal();
+        ASSERT_EQ(journal.size(), 1u) << c.profile;
+        EXPECT_EQ(journal[0]["opcode"].asInt(), 6);
+        EXPECT_EQ(journal[0]["nsid"].asInt(), 1);
+        EXPECT_EQ(journal[0]["cdw10"].asInt(), 0);
+        EXPECT_EQ(journal[0]["data_len"].asInt(), 4096);
+        const Json::Value& commands = info["_metadata"]["commands"];
+        ASSERT_EQ(commands.size(), 1u);
+        EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Namespace 1");
+        EXPECT_EQ(commands[0]["return code"].asInt(), 0);
+        EXPECT_EQ(more_commands.size(), 1u);
+
+        for (const auto& [name, value] : c.expected) {
+            EXPECT_EQ(Value(info, name), value) << c.profile << ": " << name;
+        }
+        EXPECT_EQ(info["raw hex data"]["Identify Namespace 1"].size(), 256u);
+        EXPECT_EQ(highest, c.version) << c.profile;
+    }
+}
+
+TEST_F(SimulatedIdentifyNamespaceTest, SecondNamespaceIsStillReportedAsNamespaceOne) {
+    testing_support::UseProfile("dual-namespace");
+    Json::Value info;
+    Json::Value more_commands;
+    ASSERT_EQ(Identify(2, 0x00010300, info, more_commands), 0);
+    EXPECT_EQ(testing_support::Journal().at(0)["nsid"].asInt(), 2);
+    EXPECT_EQ(info["_metadata"]["commands"][0]["admin command"].asString(), "Identify Namespace 1");
+    EXPECT_EQ(Value(info, "Namespace 1 Size in LBA (NSZE)"), "250,000,000");
+    EXPECT_EQ(Value(info, "Namespace 1 LBA 1 Data Size (LBADS)"), "12 (2^12=4096) *");
+    EXPECT_EQ(Value(info, "Namespace 1 Size"), "1024 GB");
+    EXPECT_EQ(Value(info, "Namespace 1 Size in GiB"), "953.7 GiB");
+}
+
+TEST_F(SimulatedIdentifyNamespaceTest, FailedIdentifyReturnsItsErrnoWithoutParameters) {
+    testing_support::UseProfile("rich-1.4", "opcode=0x06,errno=19");
+    Json::Value info;
+    Json::Value more_commands(Json::arrayValue);
+    EXPECT_EQ(Identify(1, V140, info, more_commands), 19);
+    EXPECT_FALSE(info.isMember("nvme"));
+    EXPECT_FALSE(info.isMember("raw hex data"));
+    ASSERT_EQ(info["_metadata"]["commands"].size(), 1u);
+    EXPECT_EQ(info["_metadata"]["commands"][0]["return code"].asInt(), 19);
+    ASSERT_EQ(more_commands.size(), 1u);
+    EXPECT_EQ(more_commands[0]["return code"].asInt(), 19);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <vector>
 
 #include "support/simulator.h"
@@ -72,9 +73,11 @@ uint32_t Le(const std::vector<uint8_t>& data, size_t offset, size_t size) {
 }
 
 // A copy of a shipped profile with some drive settings replaced.
-std::string VariantProfile(const std::string& name, const std::string& key, const Json::Value& value) {
+std::string VariantProfile(const std::string& name, const std::map<std::string, Json::Value>& settings) {
     Json::Value source = testing_support::ProfileSource(name);
-    source["drives"][0][key] = value;
+    for (const auto& [key, value] : settings) {
+        source["drives"][0][key] = value;
+    }
     const auto path = testing_support::MakeTempDir("profile") / (name + "-variant.json");
     std::ofstream(path) << source.toStyledString();
     return path.string();
@@ -271,7 +274,7 @@ TEST_F(SimulatedDrive, SanitizeProgressAndOutcomes) {
     };
     for (const auto& c : cases) {
         settings["outcome"] = c.outcome;
-        const int fd = Open(VariantProfile("rich-1.4", "sanitize", settings));
+        const int fd = Open(VariantProfile("rich-1.4", {{"sanitize", settings}}));
         ASSERT_EQ(Send(fd, {0x84, 0xFFFFFFFF, 2}), Reply{});
         EXPECT_EQ(Send(fd, {0x84, 0xFFFFFFFF, 2}), (Reply{0x001D, 0, 0}));
         std::vector<uint8_t> log(512, 0);
@@ -282,6 +285,36 @@ TEST_F(SimulatedDrive, SanitizeProgressAndOutcomes) {
             EXPECT_EQ(Le(log, 4, 4), 2u) << c.outcome;  // the command's dword 10
         }
         EXPECT_EQ(reports, c.reports) << c.outcome;
+        close(fd);
+        fd_ = -1;
+    }
+}
+
+TEST_F(SimulatedDrive, OperationsByDurationInsteadOfPolls) {
+    // A duration of 0 ends at the first read; an hour does not end within a
+    // few reads and shows no progress yet. Neither depends on timing.
+    const struct {
+        int seconds;
+        uint8_t operation;
+        uint8_t completion;
+        uint32_t sstat;
+    } cases[] = {{0, 0, 0, 0x101}, {3600, 1, 0, 2}};
+    for (const auto& c : cases) {
+        Json::Value timing(Json::objectValue);
+        timing["seconds"] = c.seconds;
+        const std::string variant = VariantProfile("rich-1.4", {{"self-test", timing}, {"sanitize", timing}});
+        const int fd = Open(variant);
+        ASSERT_EQ(Send(fd, {0x14, 0xFFFFFFFF, 1}), Reply{});
+        ASSERT_EQ(Send(fd, {0x84, 0xFFFFFFFF, 4}), Reply{});
+        std::vector<uint8_t> log(564, 0);
+        std::vector<uint8_t> sanitize(512, 0);
+        for (int read = 0; read < 3; ++read) {
+            ASSERT_EQ(ReadLog(fd, 0x06, log), Reply{});
+            ASSERT_EQ(ReadLog(fd, 0x81, sanitize), Reply{});
+        }
+        EXPECT_EQ(log[0], c.operation) << c.seconds;
+        EXPECT_EQ(log[1], c.completion) << c.seconds;
+        EXPECT_EQ(Le(sanitize, 2, 2), c.sstat) << c.seconds;
         close(fd);
         fd_ = -1;
     }

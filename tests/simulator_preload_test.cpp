@@ -6,14 +6,18 @@
 #include <linux/nvme_ioctl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "nvme_admin_command.h"
 #include "orka_linux.h"
 #include "support/simulator.h"
 
@@ -162,6 +166,78 @@ TEST_F(SimulatedPreload, InertWithoutAProfile) {
     for (const auto& name : Listing("/sys/block/")) {
         EXPECT_EQ(name.find("/sys/block/nvme"), std::string::npos) << name;
     }
+}
+
+}  // namespace
+
+namespace {
+
+// scripts/with-simulator, as a user runs it.
+TEST(SimulatorScript, RunsACommandWithAProfileByNameOrPath) {
+    const std::string script = std::string(BRANTIX_SOURCE_DIR) + "/scripts/with-simulator";
+    const auto dir = testing_support::MakeTempDir("script");
+    const std::string output = (dir / "out.txt").string();
+    const struct {
+        std::string profile;
+        std::string file;
+        int status;
+        std::string content;
+    } cases[] = {
+        {"plain-1.2.1", "/sys/class/nvme/nvme0/serial", 0, "PLN121000001\n"},
+        {testing_support::ProfilePath("dual-namespace"), "/sys/class/nvme/nvme1/model", 0,
+         "Brantix Sim Dual 1\n"},
+        {"demo", "/sys/class/nvme/nvme0/firmware_rev", 0, "R1.4.0C\n"},
+        {"no-such-profile", "/sys/class/nvme/nvme0/serial", 2, ""},
+    };
+    for (const auto& c : cases) {
+        const std::string command = "env -u LD_PRELOAD -u BRANTIX_SIM_PROFILE BRANTIX_SIM_LIBRARY='" +
+                                    std::string(BRANTIX_SIM_LIBRARY) + "' '" + script + "' '" + c.profile +
+                                    "' -- cat " + c.file + " > '" + output + "' 2>/dev/null";
+        const int status = std::system(command.c_str());
+        EXPECT_EQ(WEXITSTATUS(status), c.status) << c.profile;
+        EXPECT_EQ(ReadText(output), c.content) << c.profile;
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// The tool's own admin command path against the simulator: a completed
+// command with an NVMe error status counts as accepted, a failed ioctl
+// reports its errno.
+TEST(SimulatedAdminPath, ReturnCodesOfTheToolsAdminCommand) {
+    const struct {
+        const char* faults;
+        unsigned nsid;
+        unsigned cdw10;
+        int rc;
+        int journal_return;
+    } cases[] = {
+        {"", 0, 1, 0, 0},                     // Identify Controller
+        {"", 9, 0, 0, 0x400B},                // Identify of a namespace that does not exist
+        {"opcode=6,errno=5", 0, 1, 5, -1},    // the ioctl fails with EIO
+        {"opcode=6,errno=19", 1, 0, 19, -1},  // ENODEV
+    };
+    for (const auto& c : cases) {
+        testing_support::UseProfile("plain-1.2.1", c.faults);
+        const int fd = orka::GetNvmeId("/dev/nvme0", false);
+        unsigned char data[4096] = {};
+        Json::Value commands(Json::arrayValue);
+        Json::Value none;
+        unsigned int result = 0;
+        EXPECT_EQ(orka::NvmeAdminCommand(fd, "Identify", commands, none, 0x06, c.nsid, c.cdw10, 0, 0, 0, 0, 0,
+                                         data, &result, 4096, true),
+                  c.rc)
+            << c.faults;
+        orka::CloseNvmeId(fd);
+        ASSERT_EQ(commands.size(), 1u);
+        EXPECT_EQ(commands[0]["return code"].asInt(), c.rc);
+        const auto journal = testing_support::Journal();
+        ASSERT_EQ(journal.size(), 1u);
+        EXPECT_EQ(journal[0]["return"].asInt(), c.journal_return);
+    }
+    testing_support::StopSimulation();
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -125,14 +126,35 @@ Answer Identify(const Drive& drive, AdminCommand& command) {
     return Status(STATUS_INVALID_FIELD);
 }
 
+uint64_t NowMs() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+}
+
+constexpr uint64_t DONE = 65536;
+
+// Advances a running operation on a read of its log. Its progress, in
+// 1/65536 parts (DONE when finished), comes from the wall-clock time since it
+// started when the profile gives "seconds", else from the reads so far.
+uint64_t Advance(Json::Value& running, unsigned polls, int seconds) {
+    const unsigned count = running["polls"].asUInt() + 1;
+    running["polls"] = count;
+    if (seconds >= 0) {
+        const uint64_t elapsed = NowMs() - running["start"].asUInt64();
+        const uint64_t total = static_cast<uint64_t>(seconds) * 1000;
+        return total == 0 ? DONE : std::min(DONE, elapsed * DONE / total);
+    }
+    return std::min(DONE, count * DONE / std::max(1u, polls));
+}
+
 Bytes SelfTestLog(const Drive& drive, const Json::Value& state) {
     Bytes image = drive.logs.count(0x06) != 0 ? drive.logs.at(0x06) : EmptySelfTestLog();
     image.resize(564, 0);
     const Json::Value& running = state["self-test"];
     if (running.isObject()) {
         image[0] = static_cast<uint8_t>(running["code"].asUInt());
-        image[1] = static_cast<uint8_t>(
-            std::min(99u, running["polls"].asUInt() * 100 / std::max(1u, drive.self_test_polls)));
+        image[1] = static_cast<uint8_t>(running["percent"].asUInt());
     }
     const Json::Value& results = state["self-test results"];
     if (results.size() > 0) {
@@ -179,13 +201,13 @@ Bytes SanitizeLog(const Drive& drive, Json::Value& state) {
     Bytes image = drive.logs.count(0x81) != 0 ? drive.logs.at(0x81) : Bytes(512, 0);
     Json::Value& running = state["sanitize"];
     if (running.isObject()) {
-        const unsigned polls = running["polls"].asUInt() + 1;
-        running["polls"] = polls;
-        const unsigned total = std::max(1u, drive.sanitize_polls);
-        if (polls < total) {
-            unsigned progress = polls * 65536 / total;
-            if (drive.sanitize_outcome == "backwards" && polls == 2) {
-                progress = 65536 / (2 * total);
+        const uint64_t fraction = Advance(running, drive.sanitize_polls, drive.sanitize_seconds);
+        if (fraction < DONE) {
+            uint64_t progress = fraction;
+            if (running["polls"].asUInt() == 1) {
+                running["first"] = static_cast<Json::UInt64>(progress);
+            } else if (drive.sanitize_outcome == "backwards" && running["polls"].asUInt() == 2) {
+                progress = running["first"].asUInt64() / 2;
             }
             Put(image, 0, 2, progress);
             Put(image, 2, 2, 2);
@@ -224,8 +246,9 @@ Answer GetLogPage(const Drive& drive, AdminCommand& command, Json::Value& state)
     if (lid == 0x06) {
         Json::Value& running = state["self-test"];
         if (running.isObject()) {
-            running["polls"] = running["polls"].asUInt() + 1;
-            if (running["polls"].asUInt() >= drive.self_test_polls) {
+            const uint64_t fraction = Advance(running, drive.self_test_polls, drive.self_test_seconds);
+            running["percent"] = static_cast<unsigned>(std::min<uint64_t>(99, fraction * 100 / DONE));
+            if (fraction >= DONE) {
                 AddSelfTestResult(state, SelfTestEntry(drive, running["code"].asUInt(),
                                                        drive.self_test_result, running["nsid"].asUInt()));
                 state.removeMember("self-test");
@@ -306,6 +329,7 @@ Answer DeviceSelfTest(const Drive& drive, AdminCommand& command, Json::Value& st
     running["code"] = code;
     running["nsid"] = command.nsid;
     running["polls"] = 0;
+    running["start"] = static_cast<Json::UInt64>(NowMs());
     state["self-test"] = running;
     return Answer{};
 }
@@ -330,6 +354,7 @@ Answer Sanitize(const Drive& drive, AdminCommand& command, Json::Value& state) {
     Json::Value running(Json::objectValue);
     running["cdw10"] = command.cdw10;
     running["polls"] = 0;
+    running["start"] = static_cast<Json::UInt64>(NowMs());
     state["sanitize"] = running;
     state.removeMember("sanitize done");
     return Answer{};

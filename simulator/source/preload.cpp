@@ -13,6 +13,7 @@
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -629,6 +630,26 @@ int access(const char* path, int mode) __THROW {
 int faccessat(int dirfd, const char* path, int mode, int flags) __THROW {
     NEXT(faccessat);
     return WithPath(path, [&](const char* p) { return next_faccessat(dirfd, p, mode, flags); });
+}
+
+ssize_t getxattr(const char* path, const char* name, void* value, size_t size) __THROW {
+    NEXT(getxattr);
+    return WithPath(path, [&](const char* p) { return next_getxattr(p, name, value, size); });
+}
+
+ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size) __THROW {
+    NEXT(lgetxattr);
+    return WithPath(path, [&](const char* p) { return next_lgetxattr(p, name, value, size); });
+}
+
+ssize_t listxattr(const char* path, char* list, size_t size) __THROW {
+    NEXT(listxattr);
+    return WithPath(path, [&](const char* p) { return next_listxattr(p, list, size); });
+}
+
+ssize_t llistxattr(const char* path, char* list, size_t size) __THROW {
+    NEXT(llistxattr);
+    return WithPath(path, [&](const char* p) { return next_llistxattr(p, list, size); });
 }
 
 int ioctl(int fd, unsigned long request, ...) __THROW {

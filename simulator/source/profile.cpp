@@ -619,6 +619,7 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
 
     const Json::Value& self_test = source["self-test"];
     drive.self_test_polls = self_test.get("polls", 3).asUInt();
+    drive.self_test_seconds = self_test.get("seconds", -1).asInt();
     drive.self_test_result = self_test.get("result", 0).asUInt();
     drive.self_test_segment = self_test.get("segment", 0).asUInt();
     if (drive.logs.count(2) != 0) {
@@ -626,6 +627,7 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
     }
     const Json::Value& sanitize = source["sanitize"];
     drive.sanitize_polls = sanitize.get("polls", 3).asUInt();
+    drive.sanitize_seconds = sanitize.get("seconds", -1).asInt();
     drive.sanitize_outcome = sanitize.get("outcome", "completed").asString();
     static const std::set<std::string> outcomes{"completed", "no-deallocate", "failed", "backwards"};
     if (outcomes.count(drive.sanitize_outcome) == 0) {

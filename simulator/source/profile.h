@@ -64,12 +64,15 @@ struct Drive {
     // Device self-test: how many reads of the self-test log a test takes, and
     // its result code.
     unsigned self_test_polls = 3;
+    int self_test_seconds = -1;  // when not negative: the test's duration instead
+
     unsigned self_test_result = 0;
     unsigned self_test_segment = 0;
     uint64_t power_on_hours = 0;
     // Sanitize: reads of the sanitize status log until the end and the outcome
     // ("completed", "no-deallocate", "failed", "backwards").
     unsigned sanitize_polls = 3;
+    int sanitize_seconds = -1;
     std::string sanitize_outcome = "completed";
     int open_error = 0;     // errno that opening the device fails with
     int vanish_after = -1;  // the device disappears after this many commands

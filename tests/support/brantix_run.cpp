@@ -30,12 +30,17 @@ std::string RunResult::Read(const std::string& name) const {
     return content.str();
 }
 
-std::vector<std::string> RunResult::Lines(const std::string& name) const { return SplitLines(Read(name)); }
+std::vector<std::string> RunResult::Lines(const std::string& name) const {
+    return SplitLines(Read(name));
+}
 
-std::vector<std::string> RunResult::ConsoleLines() const { return SplitLines(console); }
+std::vector<std::string> RunResult::ConsoleLines() const {
+    return SplitLines(console);
+}
 
 std::filesystem::path MakeTempDir(const std::string& label) {
-    std::string pattern = (std::filesystem::temp_directory_path() / ("brantix-" + label + "-XXXXXX")).string();
+    std::string pattern =
+        (std::filesystem::temp_directory_path() / ("brantix-" + label + "-XXXXXX")).string();
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed for " + pattern);
     }

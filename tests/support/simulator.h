@@ -49,8 +49,8 @@ struct SimulatedRun : RunResult {
 SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options,
                                  const std::string& faults = "");
 
-// Runs a command under the simulator and returns its exit code and standard
-// output (standard error is dropped). `env` adds variables.
+// Runs a command under the simulator, with the state folder `state_dir`, and
+// returns its exit code and standard output (standard error is dropped).
 struct CommandResult {
     int exit_code = -1;
     std::string output;

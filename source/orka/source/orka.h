@@ -19,14 +19,14 @@ namespace orka {
 
 // An operational failure: the drive, a file or the host did not do what was needed.
 class OrkaError : public std::runtime_error {
-public:
+  public:
     explicit OrkaError(const std::string& message) : std::runtime_error(message) {}
 };
 
 // A fault in the command line, the command file or the rules. The messages
 // "help" and "usage" are requests for the help texts, not faults.
 class UsageError : public std::runtime_error {
-public:
+  public:
     explicit UsageError(const std::string& message) : std::runtime_error(message) {}
 };
 
@@ -131,7 +131,7 @@ void TraceLogInfo(std::string file, unsigned int line);
 
 // One record: collects the streamed message and writes it when destroyed.
 class LogRecord {
-public:
+  public:
     LogRecord(int instance, Severity severity, const char* function, unsigned int line)
         : instance_(instance), severity_(severity), function_(function), line_(line) {}
     ~LogRecord();
@@ -144,7 +144,7 @@ public:
         return *this;
     }
 
-private:
+  private:
     int instance_;
     Severity severity_;
     const char* function_;
@@ -154,9 +154,9 @@ private:
 
 }  // namespace orka
 
-#define ORKA_LOG_TO(instance, severity)                      \
-    if (!::orka::LogEnabled((instance), (severity))) {       \
-    } else                                                    \
+#define ORKA_LOG_TO(instance, severity)                \
+    if (!::orka::LogEnabled((instance), (severity))) { \
+    } else                                             \
         ::orka::LogRecord((instance), (severity), __func__, __LINE__)
 
 // Console and trace file.

@@ -81,11 +81,10 @@ const char* SeverityName(spdlog::level::level_enum level) {
 // Trace file line: "[date time.ms]  " then, for severities other than info
 // and debug, the severity in five columns and "[function@line] ", then the text.
 class OrkaTxtFormatter : public spdlog::formatter {
-public:
+  public:
     void format(const spdlog::details::log_msg& msg, spdlog::memory_buf_t& dest) override {
         const auto seconds = std::chrono::time_point_cast<std::chrono::seconds>(msg.time);
-        const auto millis =
-            std::chrono::duration_cast<std::chrono::milliseconds>(msg.time - seconds).count();
+        const auto millis = std::chrono::duration_cast<std::chrono::milliseconds>(msg.time - seconds).count();
         const std::time_t when = std::chrono::system_clock::to_time_t(seconds);
         std::tm local{};
         localtime_r(&when, &local);
@@ -111,7 +110,7 @@ public:
 
 // Console line: the message alone, coloured by severity where the terminal allows.
 class OrkaFormatter : public spdlog::formatter {
-public:
+  public:
     void format(const spdlog::details::log_msg& msg, spdlog::memory_buf_t& dest) override {
         msg.color_range_start = 0;
         msg.color_range_end = msg.payload.size();
@@ -123,7 +122,7 @@ public:
 
 // The file appender. It never rolls; it can be pointed at another file.
 class TraceFileSink : public spdlog::sinks::base_sink<std::mutex> {
-public:
+  public:
     explicit TraceFileSink(const std::string& path) {
         set_formatter_(std::make_unique<OrkaTxtFormatter>());
         file_.open(path, false);
@@ -136,7 +135,7 @@ public:
         file_.open(path, false);
     }
 
-protected:
+  protected:
     void sink_it_(const spdlog::details::log_msg& msg) override {
         spdlog::memory_buf_t formatted;
         formatter_->format(msg, formatted);
@@ -145,22 +144,22 @@ protected:
     }
     void flush_() override { file_.flush(); }
 
-private:
+  private:
     spdlog::details::file_helper file_;
 };
 
 // Hands every record on to another logger, which applies its own threshold.
 class LoggerSink : public spdlog::sinks::base_sink<std::mutex> {
-public:
+  public:
     explicit LoggerSink(std::shared_ptr<spdlog::logger> target) : target_(std::move(target)) {}
 
-protected:
+  protected:
     void sink_it_(const spdlog::details::log_msg& msg) override {
         target_->log(msg.time, msg.source, msg.level, msg.payload);
     }
     void flush_() override { target_->flush(); }
 
-private:
+  private:
     std::shared_ptr<spdlog::logger> target_;
 };
 
@@ -192,7 +191,8 @@ void InitTraceLog() {
         console->set_formatter(std::make_unique<OrkaFormatter>());
         made.loggers[FILE_LOGGER] = std::make_shared<spdlog::logger>("trace", made.fileSink);
         made.loggers[CONSOLE_LOGGER] = std::make_shared<spdlog::logger>(
-            "console", spdlog::sinks_init_list{std::make_shared<LoggerSink>(made.loggers[FILE_LOGGER]), console});
+            "console",
+            spdlog::sinks_init_list{std::make_shared<LoggerSink>(made.loggers[FILE_LOGGER]), console});
         return made;
     }();
     if (g_trace != nullptr) {
