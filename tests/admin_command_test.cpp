@@ -1,5 +1,6 @@
 // The admin command block and the records kept for every command sent.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdint>
@@ -88,7 +89,11 @@ struct TraceLine {
 class SimulatedAdminCommand : public ::testing::Test {
   protected:
     void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() / "brantix-admin-command-test";
+        // One folder per test and process: ctest runs tests in parallel processes.
+        dir_ =
+            std::filesystem::temp_directory_path() /
+            ("brantix-admin-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
+             "-" + std::to_string(getpid()));
         std::filesystem::remove_all(dir_);
         std::filesystem::create_directories(dir_);
         orka::TRACELOG_NAME = (dir_ / "start.trace.log").string();
@@ -288,6 +293,24 @@ TEST_F(SimulatedAdminCommand, RecordsGoOnlyToListsThatAreKept) {
         orka::CloseNvmeId(fd_);
         fd_ = -1;
     }
+}
+
+TEST_F(SimulatedAdminCommand, ListThatIsNeitherNullNorAnArrayFailsWithTheOrigin) {
+    Open("", orka::Severity::info);
+    Json::Value text("not a list");
+    Json::Value none;
+    try {
+        orka::NvmeAdminCommand(fd_, "Identify Controller", text, none, 0x06, 0, 1, 0, 0, 0, 0, 0, nullptr,
+                               nullptr, 0, false);
+        ADD_FAILURE() << "no exception";
+    } catch (const std::runtime_error& error) {
+        EXPECT_TRUE(std::regex_match(
+            error.what(), std::regex("in Json::Value::append: requires arrayValue\n"
+                                     " @ LINUX_ADMIN_COMMAND source/orka/source/nvme_admin_command [0-9]+")))
+            << error.what();
+    }
+    EXPECT_EQ(text.asString(), "not a list");
+    EXPECT_EQ(testing_support::Journal().size(), 1u);
 }
 
 }  // namespace

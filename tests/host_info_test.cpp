@@ -1,6 +1,7 @@
 // Host facts read from /etc, /proc and /sys style files, directory creation and
 // the PCI link texts.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -25,7 +26,8 @@ class HostFiles : public ::testing::Test {
     void SetUp() override {
         dir_ =
             fs::temp_directory_path() /
-            ("brantix-host-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+            ("brantix-host-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
+             "-" + std::to_string(getpid()));
         fs::remove_all(dir_);
         fs::create_directories(dir_);
     }
