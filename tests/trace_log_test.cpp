@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "orka.h"
+#include "support/brantix_run.h"
 
 namespace {
 
@@ -19,8 +20,7 @@ std::vector<std::string> ReadLines(const std::string& path) {
 }
 
 TEST(TraceLog, LinesCarrySeverityAndOriginOnlyForDiagnosticSeverities) {
-    const auto dir = std::filesystem::temp_directory_path() / "brantix-trace-test";
-    std::filesystem::create_directories(dir);
+    const auto dir = testing_support::MakeTempDir("trace");
     orka::TRACELOG_NAME = (dir / "first.trace.log").string();
     orka::InitTraceLog();
     orka::SetLogSeverity(orka::Severity::verbose);
