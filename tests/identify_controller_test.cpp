@@ -10,16 +10,17 @@
 #include "orka_linux.h"
 #include "orka_nvme.h"
 #include "support/byte_fixture.h"
+#include "support/parameters.h"
 #include "support/simulator.h"
 
 namespace {
 
 using testing_support::ByteFixture;
 
-constexpr unsigned int V121 = 0x00010201;
-constexpr unsigned int V130 = 0x00010300;
-constexpr unsigned int V140 = 0x00010400;
-const std::string ABSENT = "<absent>";
+using testing_support::ABSENT;
+using testing_support::V121;
+using testing_support::V130;
+using testing_support::V140;
 const std::string SERIAL = "S4EWNX0R123456      ";
 const std::string MODEL = "Acme NVMe SSD 512GB" + std::string(21, ' ');
 
@@ -104,8 +105,7 @@ class IdentifyControllerTest : public ::testing::Test {
     }
 
     static std::string Value(const Json::Value& info, const std::string& name) {
-        const Json::Value& parameters = info["nvme"]["parameters"];
-        return parameters.isMember(name) ? parameters[name]["value"].asString() : ABSENT;
+        return testing_support::ParameterValue(info, name);
     }
 
     unsigned int highest = 0;
@@ -561,8 +561,7 @@ class SimulatedIdentifyControllerTest : public ::testing::Test {
     }
 
     static std::string Value(const Json::Value& info, const std::string& name) {
-        const Json::Value& parameters = info["nvme"]["parameters"];
-        return parameters.isMember(name) ? parameters[name]["value"].asString() : ABSENT;
+        return testing_support::ParameterValue(info, name);
     }
 
     orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA data{};
