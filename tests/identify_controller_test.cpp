@@ -18,6 +18,9 @@ namespace {
 using testing_support::ByteFixture;
 
 using testing_support::ABSENT;
+using testing_support::Expected;
+using testing_support::ExpectParameters;
+const auto Value = testing_support::ParameterValue;
 using testing_support::V121;
 using testing_support::V130;
 using testing_support::V140;
@@ -104,19 +107,10 @@ class IdentifyControllerTest : public ::testing::Test {
         return info;
     }
 
-    static std::string Value(const Json::Value& info, const std::string& name) {
-        return testing_support::ParameterValue(info, name);
-    }
-
     unsigned int highest = 0;
 };
 
-struct Expected {
-    std::string name;
-    std::string value;
-};
-
-TEST_F(IdentifyControllerTest, DecodesEveryFieldOfAVersion13Drive) {
+TEST_F(IdentifyControllerTest, DecodesEveryFieldAndPowerStateOfAVersion13Drive) {
     const Json::Value info = Decode(Controller(V130));
     const std::vector<Expected> expected = {
         {"Controller Vendor", "Samsung"},
@@ -210,17 +204,7 @@ TEST_F(IdentifyControllerTest, DecodesEveryFieldOfAVersion13Drive) {
         {"Asymmetric Namespace Access Reporting", ABSENT},
         {"Controller Type (CNTRLTYPE)", ABSENT},
         {"Maximum Number Allowed Namespaces (MNAN)", ABSENT},
-    };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
-    EXPECT_EQ(highest, V130);
-    EXPECT_EQ(info["nvme"]["parameters"]["Version (VER)"]["source"].asString(), "Identify Controller");
-}
-
-TEST_F(IdentifyControllerTest, DecodesPowerStateDescriptors) {
-    const Json::Value info = Decode(Controller(V130));
-    const std::vector<Expected> expected = {
+        // power state descriptors
         {"Power State 0 Maximum Power (MP)", "25 Watts"},
         {"Power State 0 Active Power (ACTP)", "Not Reported"},
         {"Power State 0 Active Power Workload (APW)", "No workload"},
@@ -247,9 +231,9 @@ TEST_F(IdentifyControllerTest, DecodesPowerStateDescriptors) {
         {"Power State 2 Non-Operational State (NOPS)", "True"},
         {"Power State 3 Maximum Power (MP)", ABSENT},
     };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
+    ExpectParameters(info, expected);
+    EXPECT_EQ(highest, V130);
+    EXPECT_EQ(info["nvme"]["parameters"]["Version (VER)"]["source"].asString(), "Identify Controller");
 }
 
 std::vector<std::string> PowerStateNames(const Json::Value& info) {
@@ -417,31 +401,29 @@ TEST_F(IdentifyControllerTest, ReplayProtectedMemoryBlocks) {
     };
     for (const auto& c : cases) {
         ByteFixture bytes = Controller(V130);
-        bytes.put32(312, c.rpmbs);
-        const Json::Value info = Decode(bytes);
-        for (const auto& [name, value] : c.expected) {
-            EXPECT_EQ(Value(info, name), value) << name << " RPMBS " << std::hex << c.rpmbs;
-        }
+        ExpectParameters(Decode(bytes.put32(312, c.rpmbs)), c.expected, "RPMBS " + std::to_string(c.rpmbs));
     }
 }
 
-TEST_F(IdentifyControllerTest, CapacitiesOnlyWithNamespaceManagement) {
+TEST_F(IdentifyControllerTest, CapacitiesNeedNamespaceManagementAndSelfTestTimeTheSelfTestCommand) {
     ByteFixture bytes = Controller(V130);
-    bytes.put64(280, 1000204886016ULL).put64(296, 0).put8(304, 1);  // UNVMCAP = 2^64
-    EXPECT_EQ(Value(Decode(bytes), "Total NVM Capacity (TNVMCAP)"), ABSENT);
-
-    bytes.put16(256, 0x0008);
-    const Json::Value info = Decode(bytes);
-    EXPECT_EQ(Value(info, "Total NVM Capacity (TNVMCAP)"), "1,000,204,886,016");
-    EXPECT_EQ(Value(info, "Unallocated NVM Capacity (UNVMCAP)"), "18,446,744,073,709,551,616");
-}
-
-TEST_F(IdentifyControllerTest, ExtendedSelfTestTimeNeedsTheSelfTestCommand) {
-    ByteFixture bytes = Controller(V130);
-    bytes.put16(316, 30);
-    EXPECT_EQ(Value(Decode(bytes), "Extended Device Self-test Time (EDSTT)"), ABSENT);
-    bytes.put16(256, 0x0010);
-    EXPECT_EQ(Value(Decode(bytes), "Extended Device Self-test Time (EDSTT)"), "30 Min");
+    bytes.put64(280, 1000204886016ULL).put64(296, 0).put8(304, 1).put16(316, 30);  // UNVMCAP = 2^64
+    const std::string total = "1,000,204,886,016", unallocated = "18,446,744,073,709,551,616";
+    const struct {
+        std::uint16_t oacs;
+        std::vector<Expected> expected;
+    } cases[] = {
+        {0x0006,
+         {{"Total NVM Capacity (TNVMCAP)", ABSENT}, {"Extended Device Self-test Time (EDSTT)", ABSENT}}},
+        {0x0008,
+         {{"Total NVM Capacity (TNVMCAP)", total}, {"Unallocated NVM Capacity (UNVMCAP)", unallocated}}},
+        {0x0010,
+         {{"Unallocated NVM Capacity (UNVMCAP)", ABSENT},
+          {"Extended Device Self-test Time (EDSTT)", "30 Min"}}},
+    };
+    for (const auto& c : cases) {
+        ExpectParameters(Decode(bytes.put16(256, c.oacs)), c.expected, "OACS " + std::to_string(c.oacs));
+    }
 }
 
 TEST_F(IdentifyControllerTest, PersistentEventLogAndItsSize) {
@@ -560,10 +542,6 @@ class SimulatedIdentifyControllerTest : public ::testing::Test {
         return result;
     }
 
-    static std::string Value(const Json::Value& info, const std::string& name) {
-        return testing_support::ParameterValue(info, name);
-    }
-
     orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA data{};
     unsigned int highest = 0;
 };
@@ -613,9 +591,7 @@ TEST_F(SimulatedIdentifyControllerTest, RichDriveThroughTheAdminCommandPath) {
         {"Power State 4 Exit Latency (EXLAT)", "45,000 uS (0.045 sec)"},
         {"Power State " + std::to_string(npss + 1) + " Maximum Power (MP)", ABSENT},
     };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
+    ExpectParameters(info, expected);
     EXPECT_EQ(highest, V140);
     // the caller's structure holds what the drive returned
     EXPECT_EQ(data.NN.get(), ProfileNumber(source["NN"]));
@@ -642,9 +618,7 @@ TEST_F(SimulatedIdentifyControllerTest, PlainDriveShowingLaterFeatures) {
         {"Power State 1 Entry Latency (ENLAT)", "5 uS (0.000 sec)"},
         {"Power State 2 Maximum Power (MP)", ABSENT},
     };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
+    ExpectParameters(info, expected);
     EXPECT_EQ(highest, V130);
 }
 
