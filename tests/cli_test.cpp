@@ -225,144 +225,94 @@ TEST(CommandLine, UsageAndHelpPrintTheirTextsAndPass) {
 }
 
 struct Refused {
-    std::string label;
     std::vector<std::string> args;
-    std::map<std::string, std::string> files;
-    bool header;
     Lines message;
-    int rc;
-    std::string readFile = "";  // the command file, when it was read before the error
+    std::string file = "";  // the one command file in the run directory
+    std::string content = "";
+    bool read = false;  // the command file was read before the error
+    bool header = true;
 };
+
+Lines Invalid(const std::string& argument) {
+    return {"Invalid parameter on command line: '" + argument + "'", ""};
+}
+
+std::string Missing(const std::string& key, const std::string& type) {
+    return "Invalid cmd file, missing parameter '" + key + "' required for '" + type + "' cmd type ";
+}
 
 TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
     const std::string read = ExampleCommandFile("read.cmd.json");
     const std::string selftest = ExampleCommandFile("selftest-short.cmd.json");
     const std::string sanitize = ExampleCommandFile("sanitize-crypto.cmd.json");
+    const auto typed = [](const std::string& type) {
+        return EditedCommandFile("read.cmd.json", {}, {{"command type", type}});
+    };
     const std::vector<Refused> cases = {
-        {"unknown argument", {"--bogus"}, {}, true, {"Invalid parameter on command line: '--bogus'", ""}, 16},
-        {"last bad argument wins",
-         {"read", "-q", "--what"},
-         {{"read.cmd.json", read}},
-         true,
-         {"Invalid parameter on command line: '--what'", ""},
-         16},
-        {"only the first argument names the command file",
-         {"-e", "mytest"},
-         {{"mytest.cmd.json", read}},
-         true,
-         {"Invalid parameter on command line: 'mytest'", ""},
-         16},
-        {"-s without value", {"-s"}, {}, false, {"-s is missing a value"}, 16},
-        {"--samples without value", {"read", "--samples"}, {}, false, {"--samples is missing a value"}, 16},
-        {"-d without value", {"-x", "-d"}, {}, false, {"-d is missing a value"}, 16},
-        {"--nvme without value", {"--nvme"}, {}, false, {"--nvme is missing a value"}, 16},
-        {"missing command file",
-         {"nosuch"},
-         {},
-         true,
-         {"Did not find command file: nosuch.cmd.json", ""},
-         16},
-        {"missing default command file", {}, {}, true, {"Did not find command file: read.cmd.json", ""}, 16},
-        {"broken command file",
-         {"broken"},
-         {{"broken.cmd.json", "{ \"command type\": "}},
-         true,
+        {{"--bogus"}, Invalid("--bogus")},
+        // the last bad argument wins; only the first argument names the command file
+        {{"read", "-q", "--what"}, Invalid("--what"), "read.cmd.json", read},
+        {{"-e", "mytest"}, Invalid("mytest"), "mytest.cmd.json", read},
+        {{"-s"}, {"-s is missing a value"}, "", "", false, false},
+        {{"read", "--samples"}, {"--samples is missing a value"}, "", "", false, false},
+        {{"-x", "-d"}, {"-d is missing a value"}, "", "", false, false},
+        {{"--nvme"}, {"--nvme is missing a value"}, "", "", false, false},
+        {{"nosuch"}, {"Did not find command file: nosuch.cmd.json", ""}},
+        {{}, {"Did not find command file: read.cmd.json", ""}},
+        {{"broken"},
          {"Failed to parse JSON in command file: broken.cmd.json"},
-         16},
-        {"command file that is no object",
-         {"list.cmd.json"},
-         {{"list.cmd.json", "[1, 2]"}},
-         true,
+         "broken.cmd.json",
+         "{ \"command type\": "},
+        {{"list.cmd.json"},
          {"Failed to parse JSON in command file: list.cmd.json"},
-         16},
-        {"format type",
-         {"fmt"},
-         {{"fmt.cmd.json", EditedCommandFile("read.cmd.json", {}, {{"command type", "format"}})}},
-         true,
-         {"cmd file contains illegal cmd type: format"},
-         16,
-         "fmt.cmd.json"},
-        {"update type",
-         {"upd"},
-         {{"upd.cmd.json", EditedCommandFile("read.cmd.json", {}, {{"command type", "update"}})}},
-         true,
-         {"cmd file contains illegal cmd type: update"},
-         16,
-         "upd.cmd.json"},
-        {"type is case-sensitive",
-         {"upper"},
-         {{"upper.cmd.json", EditedCommandFile("read.cmd.json", {}, {{"command type", "Read"}})}},
-         true,
-         {"cmd file contains illegal cmd type: Read"},
-         16,
-         "upper.cmd.json"},
-        {"read missing three keys",
-         {},
-         {{"read.cmd.json",
-           EditedCommandFile("read.cmd.json", {"samples", "read log page 0Dh", "high priority"})}},
-         true,
-         {"Invalid cmd file, missing parameter 'read log page 0Dh' required for 'read' cmd type ",
-          "Invalid cmd file, missing parameter 'samples' required for 'read' cmd type ",
-          "Invalid cmd file, missing parameter 'high priority' required for 'read' cmd type ", ""},
-         16,
-         "read.cmd.json"},
-        {"read with --extended",
-         {"-e"},
-         {{"read.cmd.json", read}},
-         true,
-         {"Command type read does not use --extended"},
-         16,
-         "read.cmd.json"},
-        {"self-test with rules",
-         {"st", "-r", "rules"},
-         {{"st.cmd.json", selftest}},
-         true,
+         "list.cmd.json",
+         "[1, 2]"},
+        {{"fmt"}, {"cmd file contains illegal cmd type: format"}, "fmt.cmd.json", typed("format"), true},
+        {{"upd"}, {"cmd file contains illegal cmd type: update"}, "upd.cmd.json", typed("update"), true},
+        {{"upper"}, {"cmd file contains illegal cmd type: Read"}, "upper.cmd.json", typed("Read"), true},
+        {{},
+         {Missing("read log page 0Dh", "read"), Missing("samples", "read"), Missing("high priority", "read"),
+          ""},
+         "read.cmd.json",
+         EditedCommandFile("read.cmd.json", {"samples", "read log page 0Dh", "high priority"}),
+         true},
+        {{"-e"}, {"Command type read does not use --extended"}, "read.cmd.json", read, true},
+        {{"st", "-r", "rules"},
          {"Command type self-test does not use rules file"},
-         16,
-         "st.cmd.json"},
-        {"self-test with a compare file in the command file",
-         {"st"},
-         {{"st.cmd.json", EditedCommandFile("selftest-short.cmd.json", {}, {{"compare file", "old.json"}})}},
-         true,
+         "st.cmd.json",
+         selftest,
+         true},
+        {{"st"},
          {"Command type self-test does not use compare file"},
-         16,
-         "st.cmd.json"},
-        {"self-test with samples",
-         {"st", "-s", "3"},
-         {{"st.cmd.json", selftest}},
-         true,
-         {"Command type self-test does not use --samples"},
-         16,
-         "st.cmd.json"},
-        {"sanitize with interval",
-         {"sz.cmd.json", "--interval", "0"},
-         {{"sz.cmd.json", sanitize}},
-         true,
+         "st.cmd.json",
+         EditedCommandFile("selftest-short.cmd.json", {}, {{"compare file", "old.json"}}),
+         true},
+        {{"st", "-s", "3"}, {"Command type self-test does not use --samples"}, "st.cmd.json", selftest, true},
+        {{"sz.cmd.json", "--interval", "0"},
          {"Command type sanitize does not use --interval"},
-         16,
-         "sz.cmd.json"},
-        {"sanitize with compare",
-         {"sz", "-c", "x.json", "-s", "2"},
-         {{"sz.cmd.json", sanitize}},
-         true,
+         "sz.cmd.json",
+         sanitize,
+         true},
+        {{"sz", "-c", "x.json", "-s", "2"},
          {"Command type sanitize does not use compare file"},
-         16,
-         "sz.cmd.json"},
-        {"sanitize missing its type",
-         {"sz"},
-         {{"sz.cmd.json", EditedCommandFile("sanitize-block.cmd.json", {"sanitize type"})}},
-         true,
-         {"Invalid cmd file, missing parameter 'sanitize type' required for 'sanitize' cmd type ", ""},
-         16,
-         "sz.cmd.json"},
+         "sz.cmd.json",
+         sanitize,
+         true},
+        {{"sz"},
+         {Missing("sanitize type", "sanitize"), ""},
+         "sz.cmd.json",
+         EditedCommandFile("sanitize-block.cmd.json", {"sanitize type"}),
+         true},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.label);
         RunOptions options;
         options.args = c.args;
-        options.files = c.files;
+        if (!c.file.empty()) {
+            options.files[c.file] = c.content;
+        }
         const RunResult run = RunBrantix(options);
-        ExpectUsageFailure(run, c.header, c.message, c.rc, c.readFile);
+        SCOPED_TRACE(run.console);
+        ExpectUsageFailure(run, c.header, c.message, 16, c.read ? c.file : "");
         EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
     }
 }
