@@ -1,6 +1,5 @@
 // The admin command block and the records kept for every command sent.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdint>
@@ -89,13 +88,7 @@ struct TraceLine {
 class SimulatedAdminCommand : public ::testing::Test {
   protected:
     void SetUp() override {
-        // One folder per test and process: ctest runs tests in parallel processes.
-        dir_ =
-            std::filesystem::temp_directory_path() /
-            ("brantix-admin-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
-             "-" + std::to_string(getpid()));
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
+        dir_ = testing_support::MakeTempDir("admin");
         orka::TRACELOG_NAME = (dir_ / "start.trace.log").string();
         orka::InitTraceLog();
     }
