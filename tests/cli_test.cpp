@@ -146,15 +146,6 @@ std::set<std::string> InputsPlusTraceLog(const RunOptions& options) {
     return files;
 }
 
-bool HostHasNvme() {
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/block/")) {
-        if (entry.path().filename().string().rfind("nvme", 0) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // The header's middle line carries the build date; the others are exact.
 void ExpectHeader(const Lines& lines, std::size_t at) {
     ASSERT_GE(lines.size(), at + 3);
@@ -459,49 +450,6 @@ TEST(CommandLine, ExportWritesTheCatalogueThenGoesOn) {
                        16, "read.cmd.json");
     EXPECT_TRUE(goesOn.Exists("ALL.filter.json"));
     EXPECT_TRUE(goesOn.Exists("parameter_list.json"));
-}
-
-TEST(CommandLine, NoDriveFoundAndNoneNamed) {
-    if (HostHasNvme()) {
-        GTEST_SKIP() << "this host has NVMe drives";
-    }
-    RunOptions options;
-    options.files = {{"read.cmd.json", ExampleCommandFile("read.cmd.json")}};
-    for (const std::vector<std::string>& args : {std::vector<std::string>{}, {"read", "-n", "*"}}) {
-        options.args = args;
-        const RunResult run = RunBrantix(options);
-        EXPECT_EQ(run.exit_code, 17);
-        const Lines lines = run.ConsoleLines();
-        ExpectHeader(lines, 0);
-        const std::string dir = std::filesystem::canonical(run.dir).string();
-        EXPECT_EQ(
-            Lines(lines.begin() + 3, lines.end()),
-            (Lines{" Command file:   " + dir + "/read.cmd.json",
-                   "Failed to get list of NVMe drives from OS and NVMe drive not specified (eg: --nvme 0)",
-                   " Error Message: No NVMe drives found", "[FAIL] brantix returned 17"}))
-            << run.console;
-        EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
-    }
-}
-
-TEST(CommandLine, NamedDriveIsUsedUncheckedWhenNoneIsListed) {
-    if (HostHasNvme()) {
-        GTEST_SKIP() << "this host has NVMe drives";
-    }
-    // -s -1 counts as not given, so a self-test run is not refused for it.
-    for (const auto& [args, file] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{"read", "--nvme", "3"}, "read.cmd.json"},
-             {{"selftest-short", "-n", "3", "-s", "-1", "-i", "-1"}, "selftest-short.cmd.json"}}) {
-        RunOptions options;
-        options.args = args;
-        options.files = {{file, ExampleCommandFile(file)}};
-        const RunResult run = RunBrantix(options);
-        const Lines lines = run.ConsoleLines();
-        ASSERT_GE(lines.size(), 5u) << run.console;
-        EXPECT_EQ(lines[4], " NVMe:            /dev/nvme3") << run.console;
-        EXPECT_EQ(lines.back(), "[FAIL] brantix returned 17");
-        EXPECT_EQ(run.exit_code, 17);
-    }
 }
 
 }  // namespace
