@@ -22,17 +22,13 @@ namespace fs = std::filesystem;
 
 class HostFiles : public ::testing::Test {
   protected:
-    void SetUp() override { dir_ = testing_support::MakeTempDir("host"); }
-    void TearDown() override { fs::remove_all(dir_); }
-
     std::string Write(const std::string& name, const std::string& content) {
-        const auto path = (dir_ / name).string();
-        std::ofstream(path, std::ios::binary) << content;
-        return path;
+        return folder_.Write(name, content);
     }
-    std::string Missing() const { return (dir_ / "missing").string(); }
+    std::string Missing() const { return folder_.Path("missing"); }
 
-    fs::path dir_;
+    testing_support::TempFolder folder_{"host"};
+    const fs::path& dir_ = folder_.dir;
 };
 
 TEST_F(HostFiles, LinuxInfoIsTheFirstLineWithoutItsLineEnd) {

@@ -86,12 +86,18 @@ std::string VariantProfile(const std::string& name, const std::map<std::string, 
 class SimulatedDrive : public ::testing::Test {
   protected:
     void TearDown() override {
+        Close();
+        testing_support::StopSimulation();
+    }
+    void Close() {
         if (fd_ > 0) {
             close(fd_);
         }
-        testing_support::StopSimulation();
+        fd_ = -1;
     }
+    // Closes the drive opened before, if any, and opens `device` under `profile`.
     int Open(const std::string& profile, const std::string& faults = "", const char* device = "/dev/nvme0") {
+        Close();
         UseProfile(profile, faults);
         fd_ = open(device, O_RDWR);
         EXPECT_GT(fd_, 0) << strerror(errno);
@@ -231,8 +237,7 @@ TEST_F(SimulatedDrive, SelfTestFailureAndDrivesWithoutSelfTest) {
     EXPECT_EQ(log[4], 0x27);  // extended, failed segment
     EXPECT_EQ(log[5], 5);     // the segment
     EXPECT_EQ(log[6], 0x0F);  // namespace, LBA, status type and code valid
-    close(fd);
-    fd = fd_ = Open("old-1.1");
+    fd = Open("old-1.1");
     EXPECT_EQ(Send(fd, {0x14, 0xFFFFFFFF, 1}), (Reply{0x4001, 0, 0}));
 }
 
@@ -255,8 +260,6 @@ TEST_F(SimulatedDrive, SanitizeActionsAgainstTheAdvertisedCapabilities) {
     for (const auto& c : cases) {
         const int fd = Open(c.profile);
         EXPECT_EQ(Send(fd, {0x84, 0xFFFFFFFF, c.action}), c.reply) << c.profile << " action " << c.action;
-        close(fd);
-        fd_ = -1;
     }
 }
 
@@ -285,8 +288,6 @@ TEST_F(SimulatedDrive, SanitizeProgressAndOutcomes) {
             EXPECT_EQ(Le(log, 4, 4), 2u) << c.outcome;  // the command's dword 10
         }
         EXPECT_EQ(reports, c.reports) << c.outcome;
-        close(fd);
-        fd_ = -1;
     }
 }
 
@@ -315,8 +316,6 @@ TEST_F(SimulatedDrive, OperationsByDurationInsteadOfPolls) {
         EXPECT_EQ(log[0], c.operation) << c.seconds;
         EXPECT_EQ(log[1], c.completion) << c.seconds;
         EXPECT_EQ(Le(sanitize, 2, 2), c.sstat) << c.seconds;
-        close(fd);
-        fd_ = -1;
     }
 }
 
@@ -342,8 +341,6 @@ TEST_F(SimulatedDrive, CommandFaultsFailAsConfigured) {
         for (size_t i = 0; i < c.replies.size(); ++i) {
             EXPECT_EQ(Send(fd, c.command, data.data(), 512), c.replies[i]) << c.faults << " send " << i;
         }
-        close(fd);
-        fd_ = -1;
     }
 }
 
