@@ -546,80 +546,89 @@ class SimulatedIdentifyControllerTest : public ::testing::Test {
     unsigned int highest = 0;
 };
 
-TEST_F(SimulatedIdentifyControllerTest, RichDriveThroughTheAdminCommandPath) {
-    testing_support::UseProfile("rich-1.4");
-    const Json::Value source = testing_support::ProfileSource("rich-1.4")["drives"][0]["identify controller"];
-    Json::Value info;
-    Json::Value more_commands(Json::arrayValue);
-    ASSERT_EQ(Identify(info, more_commands), 0);
-
-    const std::vector<Json::Value> journal = testing_support::Journal();
-    ASSERT_EQ(journal.size(), 1u);
-    EXPECT_EQ(journal[0]["device"].asString(), "/dev/nvme0");
-    EXPECT_EQ(journal[0]["opcode"].asInt(), 6);
-    EXPECT_EQ(journal[0]["nsid"].asInt(), 0);
-    EXPECT_EQ(journal[0]["cdw10"].asInt(), 1);
-    EXPECT_EQ(journal[0]["data_len"].asInt(), 4096);
-
-    const Json::Value& commands = info["_metadata"]["commands"];
-    ASSERT_EQ(commands.size(), 1u);
-    EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Controller");
-    EXPECT_EQ(commands[0]["return code"].asInt(), 0);
-    EXPECT_EQ(commands[0]["allowed"].asBool(), false);
-    ASSERT_EQ(more_commands.size(), 1u);
-    EXPECT_EQ(more_commands[0]["admin command"].asString(), "Identify Controller");
-
-    const unsigned int npss = source["PSD"].size() - 1;
-    const std::vector<Expected> expected = {
-        {"Controller Vendor", "Western Digital"},
-        {"PCI Vendor ID (VID)", "0x1B96"},
-        {"Serial Number (SN)", Padded(source["SN"].asString(), 20)},
-        {"Model Number (MN)", Padded(source["MN"].asString(), 40)},
-        {"Firmware Revision (FR)", Padded(source["FR"].asString(), 8)},
-        {"Version (VER)", "1.4.0"},
-        {"Number of Namespaces (NN)", std::to_string(ProfileNumber(source["NN"]))},
-        {"Number of Power States Support (NPSS)", std::to_string(npss + 1)},
-        {"Total NVM Capacity (TNVMCAP)", "2,000,398,934,016"},
-        {"Replay Protected Memory Blocks (RPMBS)", "Supported"},
-        {"RPMB Total Size", "33 (128KiB units)"},
-        {"Persistent Event Log Size (PELS)", "64 KiB"},
-        {"SGL support in NVM command", "Reserved"},
-        {"SGL - Transport SGL Data Block Descriptor", "Not Supported"},
-        {"NVM Subsystem NVMe Qualified Name (SUBNQN)", source["SUBNQN"].asString()},
-        {"Power State 0 Active Power (ACTP)", "8 Watts"},
-        {"Power State 3 Maximum Power (MP)", "0.008 Watts"},
-        {"Power State 4 Exit Latency (EXLAT)", "45,000 uS (0.045 sec)"},
-        {"Power State " + std::to_string(npss + 1) + " Maximum Power (MP)", ABSENT},
+TEST_F(SimulatedIdentifyControllerTest, RichAndPlainDrivesThroughTheAdminCommandPath) {
+    const auto source = [](const char* profile) {
+        return testing_support::ProfileSource(profile)["drives"][0]["identify controller"];
     };
-    ExpectParameters(info, expected);
-    EXPECT_EQ(highest, V140);
-    // the caller's structure holds what the drive returned
-    EXPECT_EQ(data.NN.get(), ProfileNumber(source["NN"]));
-}
-
-TEST_F(SimulatedIdentifyControllerTest, PlainDriveShowingLaterFeatures) {
-    testing_support::UseProfile("plain-1.2.1");
-    const Json::Value source =
-        testing_support::ProfileSource("plain-1.2.1")["drives"][0]["identify controller"];
-    Json::Value info;
-    Json::Value more_commands;  // not kept
-    ASSERT_EQ(Identify(info, more_commands), 0);
-    EXPECT_TRUE(more_commands.isNull());
-    const std::vector<Expected> expected = {
-        {"Serial Number (SN)", Padded(source["SN"].asString(), 20)},
-        {"Version (VER)", "1.2.1"},
-        {"Total NVM Capacity (TNVMCAP)", ABSENT},
-        {"SGL support in NVM command", "Not Supported"},
-        {"Persistent Event Log", "Not Supported"},
-        // OACS bit 4 and DSTO are 1.3 fields: the drive shows 1.3 support
-        {"Device Self-test Command", "Supported"},
-        {"Extended Device Self-test Time (EDSTT)", "10 Min"},
-        {"One Self-Test", "Per System"},
-        {"Power State 1 Entry Latency (ENLAT)", "5 uS (0.000 sec)"},
-        {"Power State 2 Maximum Power (MP)", ABSENT},
+    const Json::Value rich = source("rich-1.4");
+    const Json::Value plain = source("plain-1.2.1");
+    const unsigned int npss = rich["PSD"].size() - 1;
+    const struct {
+        const char* profile;
+        bool keep_more;  // whether the caller keeps the second command list
+        std::vector<Expected> expected;
+        unsigned int highest;
+    } cases[] = {
+        {"rich-1.4",
+         true,
+         {{"Controller Vendor", "Western Digital"},
+          {"PCI Vendor ID (VID)", "0x1B96"},
+          {"Serial Number (SN)", Padded(rich["SN"].asString(), 20)},
+          {"Model Number (MN)", Padded(rich["MN"].asString(), 40)},
+          {"Firmware Revision (FR)", Padded(rich["FR"].asString(), 8)},
+          {"Version (VER)", "1.4.0"},
+          {"Number of Namespaces (NN)", std::to_string(ProfileNumber(rich["NN"]))},
+          {"Number of Power States Support (NPSS)", std::to_string(npss + 1)},
+          {"Total NVM Capacity (TNVMCAP)", "2,000,398,934,016"},
+          {"Replay Protected Memory Blocks (RPMBS)", "Supported"},
+          {"RPMB Total Size", "33 (128KiB units)"},
+          {"Persistent Event Log Size (PELS)", "64 KiB"},
+          {"SGL support in NVM command", "Reserved"},
+          {"SGL - Transport SGL Data Block Descriptor", "Not Supported"},
+          {"NVM Subsystem NVMe Qualified Name (SUBNQN)", rich["SUBNQN"].asString()},
+          {"Power State 0 Active Power (ACTP)", "8 Watts"},
+          {"Power State 3 Maximum Power (MP)", "0.008 Watts"},
+          {"Power State 4 Exit Latency (EXLAT)", "45,000 uS (0.045 sec)"},
+          {"Power State " + std::to_string(npss + 1) + " Maximum Power (MP)", ABSENT}},
+         V140},
+        {"plain-1.2.1",
+         false,
+         {{"Serial Number (SN)", Padded(plain["SN"].asString(), 20)},
+          {"Version (VER)", "1.2.1"},
+          {"Total NVM Capacity (TNVMCAP)", ABSENT},
+          {"SGL support in NVM command", "Not Supported"},
+          {"Persistent Event Log", "Not Supported"},
+          // OACS bit 4 and DSTO are 1.3 fields: the drive shows 1.3 support
+          {"Device Self-test Command", "Supported"},
+          {"Extended Device Self-test Time (EDSTT)", "10 Min"},
+          {"One Self-Test", "Per System"},
+          {"Power State 1 Entry Latency (ENLAT)", "5 uS (0.000 sec)"},
+          {"Power State 2 Maximum Power (MP)", ABSENT}},
+         V130},
     };
-    ExpectParameters(info, expected);
-    EXPECT_EQ(highest, V130);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.profile);
+        testing_support::UseProfile(c.profile);
+        highest = 0;
+        Json::Value info;
+        Json::Value more_commands = c.keep_more ? Json::Value(Json::arrayValue) : Json::Value();
+        ASSERT_EQ(Identify(info, more_commands), 0);
+
+        const std::vector<Json::Value> journal = testing_support::Journal();
+        ASSERT_EQ(journal.size(), 1u);
+        EXPECT_EQ(journal[0]["device"].asString(), "/dev/nvme0");
+        EXPECT_EQ(journal[0]["opcode"].asInt(), 6);
+        EXPECT_EQ(journal[0]["nsid"].asInt(), 0);
+        EXPECT_EQ(journal[0]["cdw10"].asInt(), 1);
+        EXPECT_EQ(journal[0]["data_len"].asInt(), 4096);
+
+        const Json::Value& commands = info["_metadata"]["commands"];
+        ASSERT_EQ(commands.size(), 1u);
+        EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Controller");
+        EXPECT_EQ(commands[0]["return code"].asInt(), 0);
+        EXPECT_EQ(commands[0]["allowed"].asBool(), false);
+        if (c.keep_more) {
+            ASSERT_EQ(more_commands.size(), 1u);
+            EXPECT_EQ(more_commands[0], commands[0]);
+        } else {
+            EXPECT_TRUE(more_commands.isNull());
+        }
+
+        ExpectParameters(info, c.expected);
+        EXPECT_EQ(highest, c.highest);
+        // the caller's structure holds what the drive returned
+        EXPECT_EQ(data.NN.get(), ProfileNumber(source(c.profile)["NN"]));
+    }
 }
 
 TEST_F(SimulatedIdentifyControllerTest, OldDriveIsRefused) {
