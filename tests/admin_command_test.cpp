@@ -1,6 +1,5 @@
 // The admin command block and the records kept for every command sent.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdint>
@@ -89,27 +88,28 @@ struct TraceLine {
 class SimulatedAdminCommand : public ::testing::Test {
   protected:
     void SetUp() override {
-        // One folder per test and process: ctest runs tests in parallel processes.
-        dir_ =
-            std::filesystem::temp_directory_path() /
-            ("brantix-admin-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
-             "-" + std::to_string(getpid()));
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
+        dir_ = testing_support::MakeTempDir("admin");
         orka::TRACELOG_NAME = (dir_ / "start.trace.log").string();
         orka::InitTraceLog();
     }
     void TearDown() override {
-        if (fd_ > 0) {
-            orka::CloseNvmeId(fd_);
-        }
+        Close();
         testing_support::StopSimulation();
         orka::SetLogSeverity(orka::Severity::info);
         std::filesystem::remove_all(dir_);
     }
 
-    // Opens drive 0 of the profile and starts a fresh trace file at `severity`.
+    void Close() {
+        if (fd_ > 0) {
+            orka::CloseNvmeId(fd_);
+        }
+        fd_ = -1;
+    }
+
+    // Closes the drive opened before, opens drive 0 of the profile and starts
+    // a fresh trace file at `severity`.
     void Open(const std::string& faults, orka::Severity severity) {
+        Close();
         testing_support::UseProfile("plain-1.2.1", faults);
         fd_ = orka::GetNvmeId("/dev/nvme0", false);
         trace_ = (dir_ / ("run" + std::to_string(++runs_) + ".trace.log")).string();
@@ -232,8 +232,6 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
                 " FAILED Number of Queues ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd) failed with code " +
                     std::to_string(c.rc) + " '" + c.failure + "'. Completed in " + TimeText(record) + " mS");
         }
-        orka::CloseNvmeId(fd_);
-        fd_ = -1;
     }
 }
 
@@ -255,8 +253,6 @@ TEST_F(SimulatedAdminCommand, AllowedFailureIsHiddenAtInfoAndAnErrorIsNot) {
         if (c.lines == 1) {
             EXPECT_EQ(lines[0].tag, "ERROR");
         }
-        orka::CloseNvmeId(fd_);
-        fd_ = -1;
     }
 }
 
@@ -290,8 +286,6 @@ TEST_F(SimulatedAdminCommand, RecordsGoOnlyToListsThatAreKept) {
         EXPECT_EQ(more.isNull(), !c.more_kept);
         EXPECT_EQ(commands.size(), c.commands_kept ? 1u : 0u);
         EXPECT_EQ(more.size(), c.more_kept ? 1u : 0u);
-        orka::CloseNvmeId(fd_);
-        fd_ = -1;
     }
 }
 

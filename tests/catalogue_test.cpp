@@ -72,7 +72,7 @@ TEST(Catalogue, EntriesPerSource) {
 }
 
 TEST(Catalogue, FixedDescriptionsAreExact) {
-    const std::vector<std::pair<std::string, std::string>> fixed = {
+    std::vector<std::pair<std::string, std::string>> fixed = {
         {"Model", "Model number with whitespace trimmed"},
         {"Model No Spaces", "Model number trimmed and spaces replaced"},
         {"Unique Description", "Unique combination of model, size, and location"},
@@ -93,34 +93,6 @@ TEST(Catalogue, FixedDescriptionsAreExact) {
         {"Host Timestamp Decoded", "Host date and time"},
         {"Host Power Source", "Current host power source, battery or AC"},
         {"Windows Power Plan", "Name of active Windows OS Power Plan"},
-        {"Windows Power NVMe Timeout 1 (DC)",
-         "Windows OS Power Setting. Timeout to transition NVMe to first lower power state when host on "
-         "battery power"},
-        {"Windows Power NVMe Timeout 2 (DC)",
-         "Windows OS Power Setting. Timeout to transition NVMe to second lower power state when host on "
-         "battery power"},
-        {"Windows Power NVMe Latency 1 (DC)",
-         "Windows OS Power Setting. After timeout 1, change to lowest power state with entry+exit latency "
-         "less than this when host on battery power"},
-        {"Windows Power NVMe Latency 2 (DC)",
-         "Windows OS Power Setting. After timeout 2, change to lowest power state with entry+exit latency "
-         "less than this when host on battery power"},
-        {"Windows Power NOPPME (DC)", "Windows OS power setting for NOPPME when host on battery power"},
-        {"Windows Power ASPM (DC)", "Windows OS Power Setting for PCIe ASPM when host on battery power"},
-        {"Windows Power NVMe Timeout 1 (AC)",
-         "Windows OS Power Setting. Timeout to transition NVMe to first lower power state when host on AC "
-         "power"},
-        {"Windows Power NVMe Timeout 2 (AC)",
-         "Windows OS Power Setting. Timeout to transition NVMe to second lower power state when host on AC "
-         "power"},
-        {"Windows Power NVMe Latency 1 (AC)",
-         "Windows OS Power Setting. After timeout 1, change to lowest power state with entry+exit latency "
-         "less than this when host on AC power"},
-        {"Windows Power NVMe Latency 2 (AC)",
-         "Windows OS Power Setting. After timeout 2, change to lowest power state with entry+exit latency "
-         "less than this when host on AC power"},
-        {"Windows Power NOPPME (AC)", "Windows OS power setting for NOPPME when host on AC power"},
-        {"Windows Power ASPM (AC)", "Windows OS Power Setting for PCIe ASPM when host on AC power"},
         {"Namespace # Active LBA Size", "Size in bytes of the active LBA for Namespace"},
         {"PCI Rated Bandwidth", "Bandwidth in GT/s device is rated for, product of speed and width"},
         {"PCI Bandwidth", "Bandwidth in GT/s, product of speed and width"},
@@ -145,6 +117,25 @@ TEST(Catalogue, FixedDescriptionsAreExact) {
          "https://regauth.standards.ieee.org/standards-ra-web/pub/view.html#registries"},
         {"Version (VER)", "NVMe version: https://nvmexpress.org/specifications/"},
     };
+    // The Windows power settings: one pattern for battery (DC) and AC power.
+    for (const auto& [mode, power] :
+         {std::pair<std::string, std::string>{"DC", "battery power"}, {"AC", "AC power"}}) {
+        for (const std::string n : {"1", "2"}) {
+            const std::string which = n == "1" ? "first" : "second";
+            fixed.push_back({"Windows Power NVMe Timeout " + n + " (" + mode + ")",
+                             "Windows OS Power Setting. Timeout to transition NVMe to " + which +
+                                 " lower power state when host on " + power});
+            fixed.push_back({"Windows Power NVMe Latency " + n + " (" + mode + ")",
+                             "Windows OS Power Setting. After timeout " + n +
+                                 ", change to lowest power state with entry+exit latency less than this when "
+                                 "host on " +
+                                 power});
+        }
+        fixed.push_back({"Windows Power NOPPME (" + mode + ")",
+                         "Windows OS power setting for NOPPME when host on " + power});
+        fixed.push_back({"Windows Power ASPM (" + mode + ")",
+                         "Windows OS Power Setting for PCIe ASPM when host on " + power});
+    }
     for (const auto& [name, description] : fixed) {
         const auto* row = FindRow(name);
         ASSERT_NE(row, nullptr) << name;

@@ -146,15 +146,6 @@ std::set<std::string> InputsPlusTraceLog(const RunOptions& options) {
     return files;
 }
 
-bool HostHasNvme() {
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/block/")) {
-        if (entry.path().filename().string().rfind("nvme", 0) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // The header's middle line carries the build date; the others are exact.
 void ExpectHeader(const Lines& lines, std::size_t at) {
     ASSERT_GE(lines.size(), at + 3);
@@ -225,144 +216,94 @@ TEST(CommandLine, UsageAndHelpPrintTheirTextsAndPass) {
 }
 
 struct Refused {
-    std::string label;
     std::vector<std::string> args;
-    std::map<std::string, std::string> files;
-    bool header;
     Lines message;
-    int rc;
-    std::string readFile = "";  // the command file, when it was read before the error
+    std::string file = "";  // the one command file in the run directory
+    std::string content = "";
+    bool read = false;  // the command file was read before the error
+    bool header = true;
 };
+
+Lines Invalid(const std::string& argument) {
+    return {"Invalid parameter on command line: '" + argument + "'", ""};
+}
+
+std::string Missing(const std::string& key, const std::string& type) {
+    return "Invalid cmd file, missing parameter '" + key + "' required for '" + type + "' cmd type ";
+}
 
 TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
     const std::string read = ExampleCommandFile("read.cmd.json");
     const std::string selftest = ExampleCommandFile("selftest-short.cmd.json");
     const std::string sanitize = ExampleCommandFile("sanitize-crypto.cmd.json");
+    const auto typed = [](const std::string& type) {
+        return EditedCommandFile("read.cmd.json", {}, {{"command type", type}});
+    };
     const std::vector<Refused> cases = {
-        {"unknown argument", {"--bogus"}, {}, true, {"Invalid parameter on command line: '--bogus'", ""}, 16},
-        {"last bad argument wins",
-         {"read", "-q", "--what"},
-         {{"read.cmd.json", read}},
-         true,
-         {"Invalid parameter on command line: '--what'", ""},
-         16},
-        {"only the first argument names the command file",
-         {"-e", "mytest"},
-         {{"mytest.cmd.json", read}},
-         true,
-         {"Invalid parameter on command line: 'mytest'", ""},
-         16},
-        {"-s without value", {"-s"}, {}, false, {"-s is missing a value"}, 16},
-        {"--samples without value", {"read", "--samples"}, {}, false, {"--samples is missing a value"}, 16},
-        {"-d without value", {"-x", "-d"}, {}, false, {"-d is missing a value"}, 16},
-        {"--nvme without value", {"--nvme"}, {}, false, {"--nvme is missing a value"}, 16},
-        {"missing command file",
-         {"nosuch"},
-         {},
-         true,
-         {"Did not find command file: nosuch.cmd.json", ""},
-         16},
-        {"missing default command file", {}, {}, true, {"Did not find command file: read.cmd.json", ""}, 16},
-        {"broken command file",
-         {"broken"},
-         {{"broken.cmd.json", "{ \"command type\": "}},
-         true,
+        {{"--bogus"}, Invalid("--bogus")},
+        // the last bad argument wins; only the first argument names the command file
+        {{"read", "-q", "--what"}, Invalid("--what"), "read.cmd.json", read},
+        {{"-e", "mytest"}, Invalid("mytest"), "mytest.cmd.json", read},
+        {{"-s"}, {"-s is missing a value"}, "", "", false, false},
+        {{"read", "--samples"}, {"--samples is missing a value"}, "", "", false, false},
+        {{"-x", "-d"}, {"-d is missing a value"}, "", "", false, false},
+        {{"--nvme"}, {"--nvme is missing a value"}, "", "", false, false},
+        {{"nosuch"}, {"Did not find command file: nosuch.cmd.json", ""}},
+        {{}, {"Did not find command file: read.cmd.json", ""}},
+        {{"broken"},
          {"Failed to parse JSON in command file: broken.cmd.json"},
-         16},
-        {"command file that is no object",
-         {"list.cmd.json"},
-         {{"list.cmd.json", "[1, 2]"}},
-         true,
+         "broken.cmd.json",
+         "{ \"command type\": "},
+        {{"list.cmd.json"},
          {"Failed to parse JSON in command file: list.cmd.json"},
-         16},
-        {"format type",
-         {"fmt"},
-         {{"fmt.cmd.json", EditedCommandFile("read.cmd.json", {}, {{"command type", "format"}})}},
-         true,
-         {"cmd file contains illegal cmd type: format"},
-         16,
-         "fmt.cmd.json"},
-        {"update type",
-         {"upd"},
-         {{"upd.cmd.json", EditedCommandFile("read.cmd.json", {}, {{"command type", "update"}})}},
-         true,
-         {"cmd file contains illegal cmd type: update"},
-         16,
-         "upd.cmd.json"},
-        {"type is case-sensitive",
-         {"upper"},
-         {{"upper.cmd.json", EditedCommandFile("read.cmd.json", {}, {{"command type", "Read"}})}},
-         true,
-         {"cmd file contains illegal cmd type: Read"},
-         16,
-         "upper.cmd.json"},
-        {"read missing three keys",
-         {},
-         {{"read.cmd.json",
-           EditedCommandFile("read.cmd.json", {"samples", "read log page 0Dh", "high priority"})}},
-         true,
-         {"Invalid cmd file, missing parameter 'read log page 0Dh' required for 'read' cmd type ",
-          "Invalid cmd file, missing parameter 'samples' required for 'read' cmd type ",
-          "Invalid cmd file, missing parameter 'high priority' required for 'read' cmd type ", ""},
-         16,
-         "read.cmd.json"},
-        {"read with --extended",
-         {"-e"},
-         {{"read.cmd.json", read}},
-         true,
-         {"Command type read does not use --extended"},
-         16,
-         "read.cmd.json"},
-        {"self-test with rules",
-         {"st", "-r", "rules"},
-         {{"st.cmd.json", selftest}},
-         true,
+         "list.cmd.json",
+         "[1, 2]"},
+        {{"fmt"}, {"cmd file contains illegal cmd type: format"}, "fmt.cmd.json", typed("format"), true},
+        {{"upd"}, {"cmd file contains illegal cmd type: update"}, "upd.cmd.json", typed("update"), true},
+        {{"upper"}, {"cmd file contains illegal cmd type: Read"}, "upper.cmd.json", typed("Read"), true},
+        {{},
+         {Missing("read log page 0Dh", "read"), Missing("samples", "read"), Missing("high priority", "read"),
+          ""},
+         "read.cmd.json",
+         EditedCommandFile("read.cmd.json", {"samples", "read log page 0Dh", "high priority"}),
+         true},
+        {{"-e"}, {"Command type read does not use --extended"}, "read.cmd.json", read, true},
+        {{"st", "-r", "rules"},
          {"Command type self-test does not use rules file"},
-         16,
-         "st.cmd.json"},
-        {"self-test with a compare file in the command file",
-         {"st"},
-         {{"st.cmd.json", EditedCommandFile("selftest-short.cmd.json", {}, {{"compare file", "old.json"}})}},
-         true,
+         "st.cmd.json",
+         selftest,
+         true},
+        {{"st"},
          {"Command type self-test does not use compare file"},
-         16,
-         "st.cmd.json"},
-        {"self-test with samples",
-         {"st", "-s", "3"},
-         {{"st.cmd.json", selftest}},
-         true,
-         {"Command type self-test does not use --samples"},
-         16,
-         "st.cmd.json"},
-        {"sanitize with interval",
-         {"sz.cmd.json", "--interval", "0"},
-         {{"sz.cmd.json", sanitize}},
-         true,
+         "st.cmd.json",
+         EditedCommandFile("selftest-short.cmd.json", {}, {{"compare file", "old.json"}}),
+         true},
+        {{"st", "-s", "3"}, {"Command type self-test does not use --samples"}, "st.cmd.json", selftest, true},
+        {{"sz.cmd.json", "--interval", "0"},
          {"Command type sanitize does not use --interval"},
-         16,
-         "sz.cmd.json"},
-        {"sanitize with compare",
-         {"sz", "-c", "x.json", "-s", "2"},
-         {{"sz.cmd.json", sanitize}},
-         true,
+         "sz.cmd.json",
+         sanitize,
+         true},
+        {{"sz", "-c", "x.json", "-s", "2"},
          {"Command type sanitize does not use compare file"},
-         16,
-         "sz.cmd.json"},
-        {"sanitize missing its type",
-         {"sz"},
-         {{"sz.cmd.json", EditedCommandFile("sanitize-block.cmd.json", {"sanitize type"})}},
-         true,
-         {"Invalid cmd file, missing parameter 'sanitize type' required for 'sanitize' cmd type ", ""},
-         16,
-         "sz.cmd.json"},
+         "sz.cmd.json",
+         sanitize,
+         true},
+        {{"sz"},
+         {Missing("sanitize type", "sanitize"), ""},
+         "sz.cmd.json",
+         EditedCommandFile("sanitize-block.cmd.json", {"sanitize type"}),
+         true},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.label);
         RunOptions options;
         options.args = c.args;
-        options.files = c.files;
+        if (!c.file.empty()) {
+            options.files[c.file] = c.content;
+        }
         const RunResult run = RunBrantix(options);
-        ExpectUsageFailure(run, c.header, c.message, c.rc, c.readFile);
+        SCOPED_TRACE(run.console);
+        ExpectUsageFailure(run, c.header, c.message, 16, c.read ? c.file : "");
         EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
     }
 }
@@ -509,49 +450,6 @@ TEST(CommandLine, ExportWritesTheCatalogueThenGoesOn) {
                        16, "read.cmd.json");
     EXPECT_TRUE(goesOn.Exists("ALL.filter.json"));
     EXPECT_TRUE(goesOn.Exists("parameter_list.json"));
-}
-
-TEST(CommandLine, NoDriveFoundAndNoneNamed) {
-    if (HostHasNvme()) {
-        GTEST_SKIP() << "this host has NVMe drives";
-    }
-    RunOptions options;
-    options.files = {{"read.cmd.json", ExampleCommandFile("read.cmd.json")}};
-    for (const std::vector<std::string>& args : {std::vector<std::string>{}, {"read", "-n", "*"}}) {
-        options.args = args;
-        const RunResult run = RunBrantix(options);
-        EXPECT_EQ(run.exit_code, 17);
-        const Lines lines = run.ConsoleLines();
-        ExpectHeader(lines, 0);
-        const std::string dir = std::filesystem::canonical(run.dir).string();
-        EXPECT_EQ(
-            Lines(lines.begin() + 3, lines.end()),
-            (Lines{" Command file:   " + dir + "/read.cmd.json",
-                   "Failed to get list of NVMe drives from OS and NVMe drive not specified (eg: --nvme 0)",
-                   " Error Message: No NVMe drives found", "[FAIL] brantix returned 17"}))
-            << run.console;
-        EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
-    }
-}
-
-TEST(CommandLine, NamedDriveIsUsedUncheckedWhenNoneIsListed) {
-    if (HostHasNvme()) {
-        GTEST_SKIP() << "this host has NVMe drives";
-    }
-    // -s -1 counts as not given, so a self-test run is not refused for it.
-    for (const auto& [args, file] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{"read", "--nvme", "3"}, "read.cmd.json"},
-             {{"selftest-short", "-n", "3", "-s", "-1", "-i", "-1"}, "selftest-short.cmd.json"}}) {
-        RunOptions options;
-        options.args = args;
-        options.files = {{file, ExampleCommandFile(file)}};
-        const RunResult run = RunBrantix(options);
-        const Lines lines = run.ConsoleLines();
-        ASSERT_GE(lines.size(), 5u) << run.console;
-        EXPECT_EQ(lines[4], " NVMe:            /dev/nvme3") << run.console;
-        EXPECT_EQ(lines.back(), "[FAIL] brantix returned 17");
-        EXPECT_EQ(run.exit_code, 17);
-    }
 }
 
 }  // namespace

@@ -3,81 +3,99 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 
-#include "orka_data.h"
 #include "support/simulator.h"
 
 namespace {
 
 using testing_support::RunBrantixOnProfile;
 using testing_support::RunOptions;
+using Lines = std::vector<std::string>;
 
-// A complete read command file: every required key present.
-std::string ReadCommandFile() {
-    Json::Value file(Json::objectValue);
-    for (const auto& key : orka::READINFO_PARAMETERS) {
-        file[key] = false;
-    }
-    file["command type"] = "read";
-    file["short description"] = "drive resolution";
-    return file.toStyledString();
-}
-
-RunOptions Options(std::vector<std::string> args) {
+RunOptions Options(std::vector<std::string> args, const std::string& file = "read.cmd.json") {
     RunOptions options;
     options.args = std::move(args);
-    options.files["read.cmd.json"] = ReadCommandFile();
+    std::ifstream in(std::filesystem::path(BRANTIX_SOURCE_DIR) / "commands" / file);
+    options.files[file] = std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     return options;
 }
 
-bool HasLine(const std::vector<std::string>& lines, const std::string& line) {
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
+const std::string NO_DRIVES =
+    "Failed to get list of NVMe drives from OS and NVMe drive not specified (eg: --nvme 0)";
 
-TEST(DriveResolution, ResolvedDriveIsShownAndTheRunGoesOn) {
+TEST(DriveResolution, ResolvedDriveOrFailureEndsTheConsole) {
+    const std::string nvme = " NVMe:            /dev/nvme";
+    const std::string no_read = "Command type read is not available in this build";
     const struct {
         const char* profile;
         std::vector<std::string> args;
-        const char* device_line;
+        std::string file;
+        Lines tail;  // the last lines of the console
+        int rc;
     } cases[] = {
-        {"plain-1.2.1", {"read"}, " NVMe:            /dev/nvme0"},
-        {"plain-1.2.1", {"read", "--nvme", "0"}, " NVMe:            /dev/nvme0"},
-        {"dual-namespace", {"read", "-n", "1"}, " NVMe:            /dev/nvme1"},
+        {"plain-1.2.1", {"read"}, "read.cmd.json", {nvme + "0", no_read, "[FAIL] brantix returned 17"}, 17},
+        {"plain-1.2.1",
+         {"read", "--nvme", "0"},
+         "read.cmd.json",
+         {nvme + "0", no_read, "[FAIL] brantix returned 17"},
+         17},
+        {"dual-namespace",
+         {"read", "-n", "1"},
+         "read.cmd.json",
+         {nvme + "1", no_read, "[FAIL] brantix returned 17"},
+         17},
         // A failing drive list is ignored when a drive is named explicitly.
-        {"no-drives", {"read", "--nvme", "3"}, " NVMe:            /dev/nvme3"},
+        {"no-drives",
+         {"read", "--nvme", "3"},
+         "read.cmd.json",
+         {nvme + "3", no_read, "[FAIL] brantix returned 17"},
+         17},
+        // -s -1 and -i -1 count as not given, so a self-test run is not refused for them.
+        {"no-drives",
+         {"selftest-short", "-n", "3", "-s", "-1", "-i", "-1"},
+         "selftest-short.cmd.json",
+         {nvme + "3", "Command type self-test is not available in this build", "[FAIL] brantix returned 17"},
+         17},
+        {"plain-1.2.1",
+         {"read", "--nvme", "5"},
+         "read.cmd.json",
+         {"USAGE ERROR", "NVMe drive 5 was not found", "[FAIL] brantix returned 19"},
+         19},
+        {"no-drives",
+         {"read"},
+         "read.cmd.json",
+         {NO_DRIVES, " Error Message: No NVMe drives found", "[FAIL] brantix returned 17"},
+         17},
+        {"no-drives",
+         {"read", "-n", "*"},
+         "read.cmd.json",
+         {NO_DRIVES, " Error Message: No NVMe drives found", "[FAIL] brantix returned 17"},
+         17},
     };
     for (const auto& c : cases) {
-        const auto run = RunBrantixOnProfile(c.profile, Options(c.args));
-        const auto lines = run.ConsoleLines();
-        EXPECT_TRUE(HasLine(lines, c.device_line)) << c.profile << "\n" << run.console;
-        // This build has no read command yet: the run ends after the front end.
-        EXPECT_TRUE(HasLine(lines, "Command type read is not available in this build")) << run.console;
-        EXPECT_TRUE(HasLine(lines, "[FAIL] brantix returned 17")) << run.console;
-        EXPECT_EQ(run.exit_code, 17) << c.profile;
+        const auto run = RunBrantixOnProfile(c.profile, Options(c.args, c.file));
+        const Lines lines = run.ConsoleLines();
+        ASSERT_GE(lines.size(), c.tail.size() + 1) << run.console;
+        EXPECT_EQ(Lines(lines.end() - static_cast<long>(c.tail.size()), lines.end()), c.tail) << run.console;
+        EXPECT_EQ(run.exit_code, c.rc) << c.profile;
+        // Nothing is sent to a drive by the front end.
+        EXPECT_EQ(run.Journal().size(), 0u) << c.profile;
+        // The command file was read first: its line stands just before the resolution.
+        const std::string file_line =
+            " Command file:   " + std::filesystem::canonical(run.dir).string() + "/" + c.file;
+        if (c.rc == 17) {
+            EXPECT_EQ(lines[lines.size() - c.tail.size() - 1], file_line) << run.console;
+        } else {
+            EXPECT_EQ(std::find(lines.begin(), lines.end(), nvme + "5"), lines.end()) << run.console;
+        }
+        // A run that fails before any command leaves only its trace log behind.
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(run.dir)) {
+            const std::string name = entry.path().filename().string();
+            EXPECT_TRUE(entry.path() == run.journal_path || name == c.file || name == "brantix.trace.log")
+                << entry.path();
+        }
     }
-}
-
-TEST(DriveResolution, DriveNotOnTheHostIsAUsageErrorWithCode19) {
-    const auto run = RunBrantixOnProfile("plain-1.2.1", Options({"read", "--nvme", "5"}));
-    const auto lines = run.ConsoleLines();
-    EXPECT_EQ(run.exit_code, 19) << run.console;
-    EXPECT_TRUE(HasLine(lines, "USAGE ERROR")) << run.console;
-    EXPECT_TRUE(HasLine(lines, "NVMe drive 5 was not found")) << run.console;
-    EXPECT_TRUE(HasLine(lines, "[FAIL] brantix returned 19")) << run.console;
-    EXPECT_FALSE(HasLine(lines, " NVMe:            /dev/nvme5")) << run.console;
-}
-
-TEST(DriveResolution, HostWithoutDrivesFailsToResolveTheFirstDrive) {
-    const auto run = RunBrantixOnProfile("no-drives", Options({"read"}));
-    const auto lines = run.ConsoleLines();
-    EXPECT_EQ(run.exit_code, 17) << run.console;
-    EXPECT_TRUE(HasLine(
-        lines, "Failed to get list of NVMe drives from OS and NVMe drive not specified (eg: --nvme 0)"))
-        << run.console;
-    EXPECT_TRUE(HasLine(lines, " Error Message: No NVMe drives found")) << run.console;
-    EXPECT_TRUE(HasLine(lines, "[FAIL] brantix returned 17")) << run.console;
-    // No admin command reaches any drive.
-    EXPECT_EQ(run.Journal().size(), 0u);
 }
 
 // In-process: the first entry the simulated /sys/block/ yields is the drive
@@ -92,8 +110,8 @@ TEST(SimulatedDriveResolution, StarIsTheFirstListedDrive) {
     testing_support::StopSimulation();
     ASSERT_EQ(first.substr(0, 4), "nvme");
     const std::string drive = first.substr(4, first.find('n', 4) - 4);
-    const auto run = RunBrantixOnProfile("dual-namespace", Options({"read"}));
-    EXPECT_TRUE(HasLine(run.ConsoleLines(), " NVMe:            /dev/nvme" + drive)) << run.console;
+    const auto lines = RunBrantixOnProfile("dual-namespace", Options({"read"})).ConsoleLines();
+    EXPECT_NE(std::find(lines.begin(), lines.end(), " NVMe:            /dev/nvme" + drive), lines.end());
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Host facts read from /etc, /proc and /sys style files, directory creation and
 // the PCI link texts.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -23,24 +22,13 @@ namespace fs = std::filesystem;
 
 class HostFiles : public ::testing::Test {
   protected:
-    void SetUp() override {
-        dir_ =
-            fs::temp_directory_path() /
-            ("brantix-host-" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
-             "-" + std::to_string(getpid()));
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     std::string Write(const std::string& name, const std::string& content) {
-        const auto path = (dir_ / name).string();
-        std::ofstream(path, std::ios::binary) << content;
-        return path;
+        return folder_.Write(name, content);
     }
-    std::string Missing() const { return (dir_ / "missing").string(); }
+    std::string Missing() const { return folder_.Path("missing"); }
 
-    fs::path dir_;
+    testing_support::TempFolder folder_{"host"};
+    const fs::path& dir_ = folder_.dir;
 };
 
 TEST_F(HostFiles, LinuxInfoIsTheFirstLineWithoutItsLineEnd) {

@@ -18,6 +18,9 @@ namespace {
 using testing_support::ByteFixture;
 
 using testing_support::ABSENT;
+using testing_support::Expected;
+using testing_support::ExpectParameters;
+const auto Value = testing_support::ParameterValue;
 using testing_support::V121;
 using testing_support::V130;
 using testing_support::V140;
@@ -104,19 +107,10 @@ class IdentifyControllerTest : public ::testing::Test {
         return info;
     }
 
-    static std::string Value(const Json::Value& info, const std::string& name) {
-        return testing_support::ParameterValue(info, name);
-    }
-
     unsigned int highest = 0;
 };
 
-struct Expected {
-    std::string name;
-    std::string value;
-};
-
-TEST_F(IdentifyControllerTest, DecodesEveryFieldOfAVersion13Drive) {
+TEST_F(IdentifyControllerTest, DecodesEveryFieldAndPowerStateOfAVersion13Drive) {
     const Json::Value info = Decode(Controller(V130));
     const std::vector<Expected> expected = {
         {"Controller Vendor", "Samsung"},
@@ -210,17 +204,7 @@ TEST_F(IdentifyControllerTest, DecodesEveryFieldOfAVersion13Drive) {
         {"Asymmetric Namespace Access Reporting", ABSENT},
         {"Controller Type (CNTRLTYPE)", ABSENT},
         {"Maximum Number Allowed Namespaces (MNAN)", ABSENT},
-    };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
-    EXPECT_EQ(highest, V130);
-    EXPECT_EQ(info["nvme"]["parameters"]["Version (VER)"]["source"].asString(), "Identify Controller");
-}
-
-TEST_F(IdentifyControllerTest, DecodesPowerStateDescriptors) {
-    const Json::Value info = Decode(Controller(V130));
-    const std::vector<Expected> expected = {
+        // power state descriptors
         {"Power State 0 Maximum Power (MP)", "25 Watts"},
         {"Power State 0 Active Power (ACTP)", "Not Reported"},
         {"Power State 0 Active Power Workload (APW)", "No workload"},
@@ -247,9 +231,9 @@ TEST_F(IdentifyControllerTest, DecodesPowerStateDescriptors) {
         {"Power State 2 Non-Operational State (NOPS)", "True"},
         {"Power State 3 Maximum Power (MP)", ABSENT},
     };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
+    ExpectParameters(info, expected);
+    EXPECT_EQ(highest, V130);
+    EXPECT_EQ(info["nvme"]["parameters"]["Version (VER)"]["source"].asString(), "Identify Controller");
 }
 
 std::vector<std::string> PowerStateNames(const Json::Value& info) {
@@ -417,31 +401,29 @@ TEST_F(IdentifyControllerTest, ReplayProtectedMemoryBlocks) {
     };
     for (const auto& c : cases) {
         ByteFixture bytes = Controller(V130);
-        bytes.put32(312, c.rpmbs);
-        const Json::Value info = Decode(bytes);
-        for (const auto& [name, value] : c.expected) {
-            EXPECT_EQ(Value(info, name), value) << name << " RPMBS " << std::hex << c.rpmbs;
-        }
+        ExpectParameters(Decode(bytes.put32(312, c.rpmbs)), c.expected, "RPMBS " + std::to_string(c.rpmbs));
     }
 }
 
-TEST_F(IdentifyControllerTest, CapacitiesOnlyWithNamespaceManagement) {
+TEST_F(IdentifyControllerTest, CapacitiesNeedNamespaceManagementAndSelfTestTimeTheSelfTestCommand) {
     ByteFixture bytes = Controller(V130);
-    bytes.put64(280, 1000204886016ULL).put64(296, 0).put8(304, 1);  // UNVMCAP = 2^64
-    EXPECT_EQ(Value(Decode(bytes), "Total NVM Capacity (TNVMCAP)"), ABSENT);
-
-    bytes.put16(256, 0x0008);
-    const Json::Value info = Decode(bytes);
-    EXPECT_EQ(Value(info, "Total NVM Capacity (TNVMCAP)"), "1,000,204,886,016");
-    EXPECT_EQ(Value(info, "Unallocated NVM Capacity (UNVMCAP)"), "18,446,744,073,709,551,616");
-}
-
-TEST_F(IdentifyControllerTest, ExtendedSelfTestTimeNeedsTheSelfTestCommand) {
-    ByteFixture bytes = Controller(V130);
-    bytes.put16(316, 30);
-    EXPECT_EQ(Value(Decode(bytes), "Extended Device Self-test Time (EDSTT)"), ABSENT);
-    bytes.put16(256, 0x0010);
-    EXPECT_EQ(Value(Decode(bytes), "Extended Device Self-test Time (EDSTT)"), "30 Min");
+    bytes.put64(280, 1000204886016ULL).put64(296, 0).put8(304, 1).put16(316, 30);  // UNVMCAP = 2^64
+    const std::string total = "1,000,204,886,016", unallocated = "18,446,744,073,709,551,616";
+    const struct {
+        std::uint16_t oacs;
+        std::vector<Expected> expected;
+    } cases[] = {
+        {0x0006,
+         {{"Total NVM Capacity (TNVMCAP)", ABSENT}, {"Extended Device Self-test Time (EDSTT)", ABSENT}}},
+        {0x0008,
+         {{"Total NVM Capacity (TNVMCAP)", total}, {"Unallocated NVM Capacity (UNVMCAP)", unallocated}}},
+        {0x0010,
+         {{"Unallocated NVM Capacity (UNVMCAP)", ABSENT},
+          {"Extended Device Self-test Time (EDSTT)", "30 Min"}}},
+    };
+    for (const auto& c : cases) {
+        ExpectParameters(Decode(bytes.put16(256, c.oacs)), c.expected, "OACS " + std::to_string(c.oacs));
+    }
 }
 
 TEST_F(IdentifyControllerTest, PersistentEventLogAndItsSize) {
@@ -560,92 +542,93 @@ class SimulatedIdentifyControllerTest : public ::testing::Test {
         return result;
     }
 
-    static std::string Value(const Json::Value& info, const std::string& name) {
-        return testing_support::ParameterValue(info, name);
-    }
-
     orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA data{};
     unsigned int highest = 0;
 };
 
-TEST_F(SimulatedIdentifyControllerTest, RichDriveThroughTheAdminCommandPath) {
-    testing_support::UseProfile("rich-1.4");
-    const Json::Value source = testing_support::ProfileSource("rich-1.4")["drives"][0]["identify controller"];
-    Json::Value info;
-    Json::Value more_commands(Json::arrayValue);
-    ASSERT_EQ(Identify(info, more_commands), 0);
-
-    const std::vector<Json::Value> journal = testing_support::Journal();
-    ASSERT_EQ(journal.size(), 1u);
-    EXPECT_EQ(journal[0]["device"].asString(), "/dev/nvme0");
-    EXPECT_EQ(journal[0]["opcode"].asInt(), 6);
-    EXPECT_EQ(journal[0]["nsid"].asInt(), 0);
-    EXPECT_EQ(journal[0]["cdw10"].asInt(), 1);
-    EXPECT_EQ(journal[0]["data_len"].asInt(), 4096);
-
-    const Json::Value& commands = info["_metadata"]["commands"];
-    ASSERT_EQ(commands.size(), 1u);
-    EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Controller");
-    EXPECT_EQ(commands[0]["return code"].asInt(), 0);
-    EXPECT_EQ(commands[0]["allowed"].asBool(), false);
-    ASSERT_EQ(more_commands.size(), 1u);
-    EXPECT_EQ(more_commands[0]["admin command"].asString(), "Identify Controller");
-
-    const unsigned int npss = source["PSD"].size() - 1;
-    const std::vector<Expected> expected = {
-        {"Controller Vendor", "Western Digital"},
-        {"PCI Vendor ID (VID)", "0x1B96"},
-        {"Serial Number (SN)", Padded(source["SN"].asString(), 20)},
-        {"Model Number (MN)", Padded(source["MN"].asString(), 40)},
-        {"Firmware Revision (FR)", Padded(source["FR"].asString(), 8)},
-        {"Version (VER)", "1.4.0"},
-        {"Number of Namespaces (NN)", std::to_string(ProfileNumber(source["NN"]))},
-        {"Number of Power States Support (NPSS)", std::to_string(npss + 1)},
-        {"Total NVM Capacity (TNVMCAP)", "2,000,398,934,016"},
-        {"Replay Protected Memory Blocks (RPMBS)", "Supported"},
-        {"RPMB Total Size", "33 (128KiB units)"},
-        {"Persistent Event Log Size (PELS)", "64 KiB"},
-        {"SGL support in NVM command", "Reserved"},
-        {"SGL - Transport SGL Data Block Descriptor", "Not Supported"},
-        {"NVM Subsystem NVMe Qualified Name (SUBNQN)", source["SUBNQN"].asString()},
-        {"Power State 0 Active Power (ACTP)", "8 Watts"},
-        {"Power State 3 Maximum Power (MP)", "0.008 Watts"},
-        {"Power State 4 Exit Latency (EXLAT)", "45,000 uS (0.045 sec)"},
-        {"Power State " + std::to_string(npss + 1) + " Maximum Power (MP)", ABSENT},
+TEST_F(SimulatedIdentifyControllerTest, RichAndPlainDrivesThroughTheAdminCommandPath) {
+    const auto source = [](const char* profile) {
+        return testing_support::ProfileSource(profile)["drives"][0]["identify controller"];
     };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
-    EXPECT_EQ(highest, V140);
-    // the caller's structure holds what the drive returned
-    EXPECT_EQ(data.NN.get(), ProfileNumber(source["NN"]));
-}
-
-TEST_F(SimulatedIdentifyControllerTest, PlainDriveShowingLaterFeatures) {
-    testing_support::UseProfile("plain-1.2.1");
-    const Json::Value source =
-        testing_support::ProfileSource("plain-1.2.1")["drives"][0]["identify controller"];
-    Json::Value info;
-    Json::Value more_commands;  // not kept
-    ASSERT_EQ(Identify(info, more_commands), 0);
-    EXPECT_TRUE(more_commands.isNull());
-    const std::vector<Expected> expected = {
-        {"Serial Number (SN)", Padded(source["SN"].asString(), 20)},
-        {"Version (VER)", "1.2.1"},
-        {"Total NVM Capacity (TNVMCAP)", ABSENT},
-        {"SGL support in NVM command", "Not Supported"},
-        {"Persistent Event Log", "Not Supported"},
-        // OACS bit 4 and DSTO are 1.3 fields: the drive shows 1.3 support
-        {"Device Self-test Command", "Supported"},
-        {"Extended Device Self-test Time (EDSTT)", "10 Min"},
-        {"One Self-Test", "Per System"},
-        {"Power State 1 Entry Latency (ENLAT)", "5 uS (0.000 sec)"},
-        {"Power State 2 Maximum Power (MP)", ABSENT},
+    const Json::Value rich = source("rich-1.4");
+    const Json::Value plain = source("plain-1.2.1");
+    const unsigned int npss = rich["PSD"].size() - 1;
+    const struct {
+        const char* profile;
+        bool keep_more;  // whether the caller keeps the second command list
+        std::vector<Expected> expected;
+        unsigned int highest;
+    } cases[] = {
+        {"rich-1.4",
+         true,
+         {{"Controller Vendor", "Western Digital"},
+          {"PCI Vendor ID (VID)", "0x1B96"},
+          {"Serial Number (SN)", Padded(rich["SN"].asString(), 20)},
+          {"Model Number (MN)", Padded(rich["MN"].asString(), 40)},
+          {"Firmware Revision (FR)", Padded(rich["FR"].asString(), 8)},
+          {"Version (VER)", "1.4.0"},
+          {"Number of Namespaces (NN)", std::to_string(ProfileNumber(rich["NN"]))},
+          {"Number of Power States Support (NPSS)", std::to_string(npss + 1)},
+          {"Total NVM Capacity (TNVMCAP)", "2,000,398,934,016"},
+          {"Replay Protected Memory Blocks (RPMBS)", "Supported"},
+          {"RPMB Total Size", "33 (128KiB units)"},
+          {"Persistent Event Log Size (PELS)", "64 KiB"},
+          {"SGL support in NVM command", "Reserved"},
+          {"SGL - Transport SGL Data Block Descriptor", "Not Supported"},
+          {"NVM Subsystem NVMe Qualified Name (SUBNQN)", rich["SUBNQN"].asString()},
+          {"Power State 0 Active Power (ACTP)", "8 Watts"},
+          {"Power State 3 Maximum Power (MP)", "0.008 Watts"},
+          {"Power State 4 Exit Latency (EXLAT)", "45,000 uS (0.045 sec)"},
+          {"Power State " + std::to_string(npss + 1) + " Maximum Power (MP)", ABSENT}},
+         V140},
+        {"plain-1.2.1",
+         false,
+         {{"Serial Number (SN)", Padded(plain["SN"].asString(), 20)},
+          {"Version (VER)", "1.2.1"},
+          {"Total NVM Capacity (TNVMCAP)", ABSENT},
+          {"SGL support in NVM command", "Not Supported"},
+          {"Persistent Event Log", "Not Supported"},
+          // OACS bit 4 and DSTO are 1.3 fields: the drive shows 1.3 support
+          {"Device Self-test Command", "Supported"},
+          {"Extended Device Self-test Time (EDSTT)", "10 Min"},
+          {"One Self-Test", "Per System"},
+          {"Power State 1 Entry Latency (ENLAT)", "5 uS (0.000 sec)"},
+          {"Power State 2 Maximum Power (MP)", ABSENT}},
+         V130},
     };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.profile);
+        testing_support::UseProfile(c.profile);
+        highest = 0;
+        Json::Value info;
+        Json::Value more_commands = c.keep_more ? Json::Value(Json::arrayValue) : Json::Value();
+        ASSERT_EQ(Identify(info, more_commands), 0);
+
+        const std::vector<Json::Value> journal = testing_support::Journal();
+        ASSERT_EQ(journal.size(), 1u);
+        EXPECT_EQ(journal[0]["device"].asString(), "/dev/nvme0");
+        EXPECT_EQ(journal[0]["opcode"].asInt(), 6);
+        EXPECT_EQ(journal[0]["nsid"].asInt(), 0);
+        EXPECT_EQ(journal[0]["cdw10"].asInt(), 1);
+        EXPECT_EQ(journal[0]["data_len"].asInt(), 4096);
+
+        const Json::Value& commands = info["_metadata"]["commands"];
+        ASSERT_EQ(commands.size(), 1u);
+        EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Controller");
+        EXPECT_EQ(commands[0]["return code"].asInt(), 0);
+        EXPECT_EQ(commands[0]["allowed"].asBool(), false);
+        if (c.keep_more) {
+            ASSERT_EQ(more_commands.size(), 1u);
+            EXPECT_EQ(more_commands[0], commands[0]);
+        } else {
+            EXPECT_TRUE(more_commands.isNull());
+        }
+
+        ExpectParameters(info, c.expected);
+        EXPECT_EQ(highest, c.highest);
+        // the caller's structure holds what the drive returned
+        EXPECT_EQ(data.NN.get(), ProfileNumber(source(c.profile)["NN"]));
     }
-    EXPECT_EQ(highest, V130);
 }
 
 TEST_F(SimulatedIdentifyControllerTest, OldDriveIsRefused) {

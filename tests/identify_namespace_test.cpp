@@ -18,6 +18,9 @@ namespace {
 using testing_support::ByteFixture;
 
 using testing_support::ABSENT;
+using testing_support::Expected;
+using testing_support::ExpectParameters;
+const auto Value = testing_support::ParameterValue;
 using testing_support::V121;
 using testing_support::V130;
 using testing_support::V140;
@@ -69,16 +72,7 @@ class IdentifyNamespaceTest : public ::testing::Test {
         return info;
     }
 
-    static std::string Value(const Json::Value& info, const std::string& name) {
-        return testing_support::ParameterValue(info, name);
-    }
-
     unsigned int highest = 0;
-};
-
-struct Expected {
-    const char* name;
-    std::string value;
 };
 
 TEST_F(IdentifyNamespaceTest, DecodesEveryFieldOfAVersion13Namespace) {
@@ -135,9 +129,7 @@ TEST_F(IdentifyNamespaceTest, DecodesEveryFieldOfAVersion13Namespace) {
         {"Namespace 1 Size", "512 GB"},
         {"Namespace 1 Size in GiB", "476.8 GiB"},
     };
-    for (const auto& [name, value] : expected) {
-        EXPECT_EQ(Value(info, name), value) << name;
-    }
+    ExpectParameters(info, expected);
     EXPECT_EQ(highest, V130);
 }
 
@@ -194,29 +186,8 @@ TEST_F(IdentifyNamespaceTest, NlbafBeyondTheFormatTableStopsAtTheLastFormat) {
     EXPECT_EQ(Value(info, "Namespace 1 Size"), "4096 GB");
 }
 
-TEST_F(IdentifyNamespaceTest, AtomicUnitsNeedNsfeatBitOne) {
-    struct Case {
-        std::uint8_t nsfeat;
-        std::uint16_t nawun, nawupf, nacwu;
-        std::string normal, power_fail, compare;
-    };
-    const std::vector<Case> cases = {
-        {0x00, 7, 1000, 3, "Reserved", "Reserved", "Reserved"},
-        {0x02, 0, 0, 0, "Same as AWUN", "Same as AWUPF", "Same as ACWU"},
-        {0x02, 7, 1000, 3, "7", "1,000", "3"},
-    };
-    for (const auto& c : cases) {
-        ByteFixture bytes = Namespace();
-        bytes.put8(24, c.nsfeat).put16(34, c.nawun).put16(36, c.nawupf).put16(38, c.nacwu);
-        const Json::Value info = Decode(bytes, V130);
-        EXPECT_EQ(Value(info, "Namespace 1 Atomic Write Unit Normal (NAWUN)"), c.normal);
-        EXPECT_EQ(Value(info, "Namespace 1 Atomic Write Unit Power Fail (NAWUPF)"), c.power_fail);
-        EXPECT_EQ(Value(info, "Namespace 1 Atomic Compare & Write Unit (NACWU)"), c.compare);
-    }
-}
-
 struct GateCase {
-    const char* name;
+    std::string name;
     std::size_t offset;
     std::size_t width;
     unsigned long long raw;
@@ -226,8 +197,29 @@ struct GateCase {
     unsigned int highest;
 };
 
-TEST_F(IdentifyNamespaceTest, VersionGatesReportLaterFieldsAndRaiseTheHighestVersion) {
+// Fields shown only under a condition or from a later version, one written at a time.
+TEST_F(IdentifyNamespaceTest, ConditionalAndVersionGatedFields) {
+    const std::string nawun = "Namespace 1 Atomic Write Unit Normal (NAWUN)";
+    const std::string nawupf = "Namespace 1 Atomic Write Unit Power Fail (NAWUPF)";
+    const std::string nacwu = "Namespace 1 Atomic Compare & Write Unit (NACWU)";
+    const std::string progress = "Namespace 1 Format Progress Indicator";
+    const std::string percent = "Namespace 1 Format Percent Complete";
     const std::vector<GateCase> cases = {
+        // the atomic units need NSFEAT bit 1
+        {nawun, 34, 2, 7, 0x00, V130, "Reserved", V130},
+        {nawupf, 36, 2, 1000, 0x00, V130, "Reserved", V130},
+        {nacwu, 38, 2, 3, 0x00, V130, "Reserved", V130},
+        {nawun, 34, 2, 0, 0x02, V130, "Same as AWUN", V130},
+        {nawupf, 36, 2, 0, 0x02, V130, "Same as AWUPF", V130},
+        {nacwu, 38, 2, 0, 0x02, V130, "Same as ACWU", V130},
+        {nawun, 34, 2, 7, 0x02, V130, "7", V130},
+        {nawupf, 36, 2, 1000, 0x02, V130, "1,000", V130},
+        {nacwu, 38, 2, 3, 0x02, V130, "3", V130},
+        // the percentage only while the indicator is reported
+        {progress, 32, 1, 0x80 | 42, 0x00, V130, "Supported", V130},
+        {percent, 32, 1, 0x80 | 42, 0x00, V130, "42", V130},
+        {progress, 32, 1, 42, 0x00, V130, "Not Supported", V130},
+        {percent, 32, 1, 42, 0x00, V130, ABSENT, V130},
         {"Namespace 1 Preferred Write Granularity (NPWG)", 64, 2, 0, 0x00, V130, ABSENT, V130},
         {"Namespace 1 Preferred Write Granularity (NPWG)", 64, 2, 7, 0x00, V130, "Reserved", V140},
         {"Namespace 1 Preferred Write Granularity (NPWG)", 64, 2, 7, 0x10, V130, "8", V140},
@@ -260,19 +252,6 @@ TEST_F(IdentifyNamespaceTest, VersionGatesReportLaterFieldsAndRaiseTheHighestVer
         EXPECT_EQ(Value(info, c.name), c.value) << c.name << " raw " << c.raw;
         EXPECT_EQ(highest, c.highest) << c.name << " raw " << c.raw;
     }
-}
-
-TEST_F(IdentifyNamespaceTest, FormatPercentCompleteOnlyWhileReported) {
-    ByteFixture bytes = Namespace();
-    bytes.put8(32, 0x80 | 42);
-    Json::Value info = Decode(bytes, V130);
-    EXPECT_EQ(Value(info, "Namespace 1 Format Progress Indicator"), "Supported");
-    EXPECT_EQ(Value(info, "Namespace 1 Format Percent Complete"), "42");
-
-    bytes.put8(32, 42);
-    info = Decode(bytes, V130);
-    EXPECT_EQ(Value(info, "Namespace 1 Format Progress Indicator"), "Not Supported");
-    EXPECT_EQ(Value(info, "Namespace 1 Format Percent Complete"), ABSENT);
 }
 
 TEST_F(IdentifyNamespaceTest, RawHexDumpUnderTheFixedNamespaceName) {
@@ -314,10 +293,6 @@ class SimulatedIdentifyNamespaceTest : public ::testing::Test {
             orka::GetIdentifyNamespace(fd, data, nsid, info, true, version, highest, more_commands);
         orka::CloseNvmeId(fd);
         return result;
-    }
-
-    static std::string Value(const Json::Value& info, const std::string& name) {
-        return testing_support::ParameterValue(info, name);
     }
 
     orka::ORKA_NVME_IDENTIFY_NAMESPACE_DATA data{};
@@ -374,9 +349,7 @@ TEST_F(SimulatedIdentifyNamespaceTest, RichAndPlainNamespacesThroughTheAdminComm
         EXPECT_EQ(commands[0]["return code"].asInt(), 0);
         EXPECT_EQ(more_commands.size(), 1u);
 
-        for (const auto& [name, value] : c.expected) {
-            EXPECT_EQ(Value(info, name), value) << c.profile << ": " << name;
-        }
+        ExpectParameters(info, c.expected, c.profile);
         EXPECT_EQ(info["raw hex data"]["Identify Namespace 1"].size(), 256u);
         EXPECT_EQ(highest, c.version) << c.profile;
     }

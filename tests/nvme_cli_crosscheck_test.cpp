@@ -26,6 +26,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <functional>
 #include <sstream>
 
 #include "support/simulator.h"
@@ -41,6 +42,15 @@ const std::vector<std::string> PROFILES = {"plain-1.2.1", "rich-1.4", "old-1.1",
 // The drives of a profile's source (by value: the loops below range over it).
 Json::Value Drives(const std::string& profile) {
     return ProfileSource(profile)["drives"];
+}
+
+// Calls `check` for every drive of every profile, with the drive's controller number.
+void ForEachDrive(const std::function<void(const std::string&, const Json::Value&, unsigned)>& check) {
+    for (const auto& profile : PROFILES) {
+        for (const auto& drive : Drives(profile)) {
+            check(profile, drive, drive["controller"].asUInt());
+        }
+    }
 }
 
 bool NvmeCliPresent() {
@@ -168,64 +178,58 @@ int CompareFields(const Json::Value& fields, const Json::Value& shown,
 }
 
 TEST_F(NvmeCliCrossCheck, IdentifyControllerAndPowerStates) {
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const unsigned controller = drive["controller"].asUInt();
-            const Json::Value& source = drive["identify controller"];
-            const Json::Value shown = NvmeJson(profile, controller, {"id-ctrl"});
-            const std::string where = profile + " nvme" + std::to_string(controller);
-            const int compared = CompareFields(source, shown, {{"NVSCC", "icsvscc"}}, {"PSD", "FGUID", "VS"},
-                                               where + " id-ctrl");
-            EXPECT_GE(compared, 20) << where;
-            if (source.isMember("FGUID")) {
-                std::string guid = shown["fguid"].asString();
-                guid.erase(std::remove(guid.begin(), guid.end(), '-'), guid.end());
-                EXPECT_EQ(guid, source["FGUID"].asString()) << where;
-            }
-            const Json::Value& psd = source["PSD"];
-            ASSERT_EQ(shown["psds"].size(), psd.size()) << where;
-            EXPECT_EQ(shown["npss"].asUInt() + 1, psd.size()) << where;
-            const std::map<std::string, std::string> names = {
-                {"MP", "max_power"},      {"ENLAT", "entry_lat"},       {"EXLAT", "exit_lat"},
-                {"RRT", "read_tput"},     {"RRL", "read_lat"},          {"RWT", "write_tput"},
-                {"RWL", "write_lat"},     {"IDLP", "idle_power"},       {"IPS", "idle_scale"},
-                {"ACTP", "active_power"}, {"APW", "active_power_work"}, {"APS", "active_scale"}};
-            for (Json::ArrayIndex i = 0; i < psd.size(); ++i) {
-                const std::string at = where + " PSD" + std::to_string(i);
-                CompareFields(psd[i], shown["psds"][i], names, {"MXPS", "NOPS"}, at);
-                const unsigned flags = static_cast<unsigned>(SourceNumber(psd[i].get("MXPS", 0))) |
-                                       static_cast<unsigned>(SourceNumber(psd[i].get("NOPS", 0))) << 1;
-                EXPECT_EQ(shown["psds"][i]["flags"].asUInt(), flags) << at;
-            }
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& source = drive["identify controller"];
+        const Json::Value shown = NvmeJson(profile, controller, {"id-ctrl"});
+        const std::string where = profile + " nvme" + std::to_string(controller);
+        const int compared =
+            CompareFields(source, shown, {{"NVSCC", "icsvscc"}}, {"PSD", "FGUID", "VS"}, where + " id-ctrl");
+        EXPECT_GE(compared, 20) << where;
+        if (source.isMember("FGUID")) {
+            std::string guid = shown["fguid"].asString();
+            guid.erase(std::remove(guid.begin(), guid.end(), '-'), guid.end());
+            EXPECT_EQ(guid, source["FGUID"].asString()) << where;
         }
-    }
+        const Json::Value& psd = source["PSD"];
+        ASSERT_EQ(shown["psds"].size(), psd.size()) << where;
+        EXPECT_EQ(shown["npss"].asUInt() + 1, psd.size()) << where;
+        const std::map<std::string, std::string> names = {
+            {"MP", "max_power"},      {"ENLAT", "entry_lat"},       {"EXLAT", "exit_lat"},
+            {"RRT", "read_tput"},     {"RRL", "read_lat"},          {"RWT", "write_tput"},
+            {"RWL", "write_lat"},     {"IDLP", "idle_power"},       {"IPS", "idle_scale"},
+            {"ACTP", "active_power"}, {"APW", "active_power_work"}, {"APS", "active_scale"}};
+        for (Json::ArrayIndex i = 0; i < psd.size(); ++i) {
+            const std::string at = where + " PSD" + std::to_string(i);
+            CompareFields(psd[i], shown["psds"][i], names, {"MXPS", "NOPS"}, at);
+            const unsigned flags = static_cast<unsigned>(SourceNumber(psd[i].get("MXPS", 0))) |
+                                   static_cast<unsigned>(SourceNumber(psd[i].get("NOPS", 0))) << 1;
+            EXPECT_EQ(shown["psds"][i]["flags"].asUInt(), flags) << at;
+        }
+    });
 }
 
 TEST_F(NvmeCliCrossCheck, IdentifyNamespaceAndLbaFormats) {
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const unsigned controller = drive["controller"].asUInt();
-            for (const auto& ns : drive["namespaces"]) {
-                const std::string nsid = ns["nsid"].asString();
-                const std::string where = profile + " nvme" + std::to_string(controller) + "n" + nsid;
-                const Json::Value& source = ns["identify namespace"];
-                const Json::Value shown = NvmeJson(profile, controller, {"id-ns", "-n", nsid});
-                EXPECT_GE(CompareFields(source, shown, {}, {"LBAF", "NGUID", "EUI64"}, where), 4) << where;
-                for (const char* id : {"NGUID", "EUI64"}) {
-                    if (source.isMember(id)) {
-                        EXPECT_EQ(shown[Lower(id)].asString(), source[id].asString()) << where;
-                    }
-                }
-                const Json::Value& formats = source["LBAF"];
-                ASSERT_EQ(shown["lbafs"].size(), formats.size()) << where;
-                EXPECT_EQ(shown["nlbaf"].asUInt() + 1, formats.size()) << where;
-                for (Json::ArrayIndex i = 0; i < formats.size(); ++i) {
-                    CompareFields(formats[i], shown["lbafs"][i], {{"LBADS", "ds"}}, {},
-                                  where + " LBAF" + std::to_string(i));
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        for (const auto& ns : drive["namespaces"]) {
+            const std::string nsid = ns["nsid"].asString();
+            const std::string where = profile + " nvme" + std::to_string(controller) + "n" + nsid;
+            const Json::Value& source = ns["identify namespace"];
+            const Json::Value shown = NvmeJson(profile, controller, {"id-ns", "-n", nsid});
+            EXPECT_GE(CompareFields(source, shown, {}, {"LBAF", "NGUID", "EUI64"}, where), 4) << where;
+            for (const char* id : {"NGUID", "EUI64"}) {
+                if (source.isMember(id)) {
+                    EXPECT_EQ(shown[Lower(id)].asString(), source[id].asString()) << where;
                 }
             }
+            const Json::Value& formats = source["LBAF"];
+            ASSERT_EQ(shown["lbafs"].size(), formats.size()) << where;
+            EXPECT_EQ(shown["nlbaf"].asUInt() + 1, formats.size()) << where;
+            for (Json::ArrayIndex i = 0; i < formats.size(); ++i) {
+                CompareFields(formats[i], shown["lbafs"][i], {{"LBADS", "ds"}}, {},
+                              where + " LBAF" + std::to_string(i));
+            }
         }
-    }
+    });
 }
 
 TEST_F(NvmeCliCrossCheck, SmartHealthLog) {
@@ -251,26 +255,23 @@ TEST_F(NvmeCliCrossCheck, SmartHealthLog) {
                                                       {"TMT2TC", "thm_temp2_trans_count"},
                                                       {"TTTMT1", "thm_temp1_total_time"},
                                                       {"TTTMT2", "thm_temp2_total_time"}};
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const unsigned controller = drive["controller"].asUInt();
-            const Json::Value& source = drive["log pages"]["02"];
-            const Json::Value shown = NvmeJson(profile, controller, {"smart-log"});
-            std::set<std::string> sensors;
-            for (int n = 1; n <= 8; ++n) {
-                const std::string field = "TSEN" + std::to_string(n);
-                sensors.insert(field);
-                const std::string key = "temperature_sensor_" + std::to_string(n);
-                // A sensor that reads 0 is not reported, and not shown.
-                if (SourceNumber(source.get(field, 0)) == 0) {
-                    EXPECT_FALSE(shown.isMember(key)) << profile << " " << key;
-                } else {
-                    EXPECT_EQ(Shown(shown[key]), Expected(source[field])) << profile << " " << key;
-                }
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& source = drive["log pages"]["02"];
+        const Json::Value shown = NvmeJson(profile, controller, {"smart-log"});
+        std::set<std::string> sensors;
+        for (int n = 1; n <= 8; ++n) {
+            const std::string field = "TSEN" + std::to_string(n);
+            sensors.insert(field);
+            const std::string key = "temperature_sensor_" + std::to_string(n);
+            // A sensor that reads 0 is not reported, and not shown.
+            if (SourceNumber(source.get(field, 0)) == 0) {
+                EXPECT_FALSE(shown.isMember(key)) << profile << " " << key;
+            } else {
+                EXPECT_EQ(Shown(shown[key]), Expected(source[field])) << profile << " " << key;
             }
-            EXPECT_GE(CompareFields(source, shown, names, sensors, profile + " smart-log"), 10);
         }
-    }
+        EXPECT_GE(CompareFields(source, shown, names, sensors, profile + " smart-log"), 10);
+    });
 }
 
 TEST_F(NvmeCliCrossCheck, ErrorInformationLog) {
@@ -281,125 +282,114 @@ TEST_F(NvmeCliCrossCheck, ErrorInformationLog) {
                                                       {"VSIA", "vs"},
                                                       {"CSI", "cs"},
                                                       {"TTSI", "trtype_spec_info"}};
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const Json::Value& entries = drive["log pages"]["01"]["entries"];
-            const Json::Value shown = NvmeJson(profile, drive["controller"].asUInt(),
-                                               {"error-log", "-e", std::to_string(entries.size())});
-            ASSERT_EQ(shown["errors"].size(), entries.size()) << profile;
-            for (Json::ArrayIndex i = 0; i < entries.size(); ++i) {
-                const std::string where = profile + " error " + std::to_string(i);
-                CompareFields(entries[i], shown["errors"][i], names, {"STS"}, where);
-                const auto status = static_cast<unsigned>(SourceNumber(entries[i].get("STS", 0)));
-                EXPECT_EQ(shown["errors"][i]["status_field"].asUInt(), status >> 1) << where;
-                EXPECT_EQ(shown["errors"][i]["phase_tag"].asUInt(), status & 1) << where;
-            }
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& entries = drive["log pages"]["01"]["entries"];
+        const Json::Value shown =
+            NvmeJson(profile, controller, {"error-log", "-e", std::to_string(entries.size())});
+        ASSERT_EQ(shown["errors"].size(), entries.size()) << profile;
+        for (Json::ArrayIndex i = 0; i < entries.size(); ++i) {
+            const std::string where = profile + " error " + std::to_string(i);
+            CompareFields(entries[i], shown["errors"][i], names, {"STS"}, where);
+            const auto status = static_cast<unsigned>(SourceNumber(entries[i].get("STS", 0)));
+            EXPECT_EQ(shown["errors"][i]["status_field"].asUInt(), status >> 1) << where;
+            EXPECT_EQ(shown["errors"][i]["phase_tag"].asUInt(), status & 1) << where;
         }
-    }
+    });
 }
 
 TEST_F(NvmeCliCrossCheck, FirmwareSlotLog) {
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const unsigned controller = drive["controller"].asUInt();
-            const Json::Value& source = drive["log pages"]["03"];
-            if (profile == "faulty") {
-                // This drive fails the firmware slot log with EIO.
-                EXPECT_NE(Nvme(profile, controller, {"fw-log", "-o", "json"}).exit_code, 0);
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& source = drive["log pages"]["03"];
+        if (profile == "faulty") {
+            // This drive fails the firmware slot log with EIO.
+            EXPECT_NE(Nvme(profile, controller, {"fw-log", "-o", "json"}).exit_code, 0);
+            return;
+        }
+        const Json::Value shown =
+            NvmeJson(profile, controller, {"fw-log"})["nvme" + std::to_string(controller)];
+        EXPECT_EQ(shown["Active Firmware Slot (afi)"].asUInt(), SourceNumber(source["AFI"])) << profile;
+        int slots = 0;
+        for (int n = 1; n <= 7; ++n) {
+            const std::string field = "FRS" + std::to_string(n);
+            const std::string key = "Firmware Rev Slot " + std::to_string(n);
+            if (!source.isMember(field)) {
+                EXPECT_FALSE(shown.isMember(key)) << profile << " " << key;
                 continue;
             }
-            const Json::Value shown =
-                NvmeJson(profile, controller, {"fw-log"})["nvme" + std::to_string(controller)];
-            EXPECT_EQ(shown["Active Firmware Slot (afi)"].asUInt(), SourceNumber(source["AFI"])) << profile;
-            int slots = 0;
-            for (int n = 1; n <= 7; ++n) {
-                const std::string field = "FRS" + std::to_string(n);
-                const std::string key = "Firmware Rev Slot " + std::to_string(n);
-                if (!source.isMember(field)) {
-                    EXPECT_FALSE(shown.isMember(key)) << profile << " " << key;
-                    continue;
-                }
-                ++slots;
-                std::string text = source[field].asString();
-                text.resize(8, '.');
-                const std::string value = shown[key].asString();
-                EXPECT_EQ(value.substr(value.find('(')), "(" + text + ")") << profile << " " << key;
-            }
-            EXPECT_GE(slots, 1) << profile;
+            ++slots;
+            std::string text = source[field].asString();
+            text.resize(8, '.');
+            const std::string value = shown[key].asString();
+            EXPECT_EQ(value.substr(value.find('(')), "(" + text + ")") << profile << " " << key;
         }
-    }
+        EXPECT_GE(slots, 1) << profile;
+    });
 }
 
 TEST_F(NvmeCliCrossCheck, CommandsSupportedAndEffectsLog) {
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const Json::Value& source = drive["log pages"]["05"];
-            if (source.isNull()) {
-                continue;
-            }
-            const Json::Value shown =
-                NvmeJson(profile, drive["controller"].asUInt(), {"effects-log", "--csi=0"})[0];
-            for (const auto& [set, key] :
-                 {std::pair<const char*, const char*>{"ACS", "admin_cmd_set"}, {"IOCS", "io_cmd_set"}}) {
-                std::map<unsigned, std::string> listed;
-                for (const auto& name : shown[key].getMemberNames()) {
-                    // "ACS_6 (Identify)": the opcode in decimal after the underscore.
-                    listed[static_cast<unsigned>(std::stoul(name.substr(name.find('_') + 1)))] =
-                        Shown(shown[key][name]);
-                }
-                std::map<unsigned, std::string> expected;
-                for (const auto& opcode : source[set].getMemberNames()) {
-                    expected[static_cast<unsigned>(SourceNumber(Json::Value(opcode)))] =
-                        Expected(source[set][opcode]);
-                }
-                EXPECT_EQ(listed, expected) << profile << " " << set;
-            }
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& source = drive["log pages"]["05"];
+        if (source.isNull()) {
+            return;
         }
-    }
+        const Json::Value shown = NvmeJson(profile, controller, {"effects-log", "--csi=0"})[0];
+        for (const auto& [set, key] :
+             {std::pair<const char*, const char*>{"ACS", "admin_cmd_set"}, {"IOCS", "io_cmd_set"}}) {
+            std::map<unsigned, std::string> listed;
+            for (const auto& name : shown[key].getMemberNames()) {
+                // "ACS_6 (Identify)": the opcode in decimal after the underscore.
+                listed[static_cast<unsigned>(std::stoul(name.substr(name.find('_') + 1)))] =
+                    Shown(shown[key][name]);
+            }
+            std::map<unsigned, std::string> expected;
+            for (const auto& opcode : source[set].getMemberNames()) {
+                expected[static_cast<unsigned>(SourceNumber(Json::Value(opcode)))] =
+                    Expected(source[set][opcode]);
+            }
+            EXPECT_EQ(listed, expected) << profile << " " << set;
+        }
+    });
 }
 
 TEST_F(NvmeCliCrossCheck, SelfTestLogEntries) {
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const Json::Value& entries = drive["log pages"]["06"]["entries"];
-            if (entries.isNull()) {
-                continue;
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& entries = drive["log pages"]["06"]["entries"];
+        if (entries.isNull()) {
+            return;
+        }
+        const Json::Value shown = NvmeJson(profile, controller, {"self-test-log"});
+        EXPECT_EQ(shown["Current Device Self-Test Operation"].asUInt(), 0u) << profile;
+        // nvme-cli lists unused entries too, with only their result (Fh).
+        Json::Value reports(Json::arrayValue);
+        for (const auto& report : shown["List of Valid Reports"]) {
+            if (report["Self test result"].asUInt() != 15) {
+                reports.append(report);
             }
-            const Json::Value shown = NvmeJson(profile, drive["controller"].asUInt(), {"self-test-log"});
-            EXPECT_EQ(shown["Current Device Self-Test Operation"].asUInt(), 0u) << profile;
-            // nvme-cli lists unused entries too, with only their result (Fh).
-            Json::Value reports(Json::arrayValue);
-            for (const auto& report : shown["List of Valid Reports"]) {
-                if (report["Self test result"].asUInt() != 15) {
-                    reports.append(report);
-                }
-            }
-            ASSERT_EQ(reports.size(), entries.size()) << profile;
-            for (Json::ArrayIndex i = 0; i < entries.size(); ++i) {
-                const std::string where = profile + " self-test " + std::to_string(i);
-                const Json::Value& e = entries[i];
-                EXPECT_EQ(reports[i]["Self test result"].asUInt(), SourceNumber(e["RESULT"])) << where;
-                EXPECT_EQ(reports[i]["Self test code"].asUInt(), SourceNumber(e["STC"])) << where;
-                EXPECT_EQ(reports[i]["Segment number"].asUInt(), SourceNumber(e.get("SEGN", 0))) << where;
-                EXPECT_EQ(reports[i]["Valid Diagnostic Information"].asUInt(), SourceNumber(e.get("VDI", 0)))
-                    << where;
-                EXPECT_EQ(Shown(reports[i]["Power on hours"]), Expected(e["POH"])) << where;
-                const unsigned vdi = static_cast<unsigned>(SourceNumber(e.get("VDI", 0)));
-                if (vdi & 1) {
-                    EXPECT_EQ(Shown(reports[i]["Namespace Identifier"]), Expected(e["NSID"])) << where;
-                }
-                if (vdi & 2) {
-                    EXPECT_EQ(Shown(reports[i]["Failing LBA"]), Expected(e["FLBA"])) << where;
-                }
-                if (vdi & 4) {
-                    EXPECT_EQ(Shown(reports[i]["Status Code Type"]), Expected(e.get("SCT", 0))) << where;
-                }
-                if (vdi & 8) {
-                    EXPECT_EQ(Shown(reports[i]["Status Code"]), Expected(e.get("SC", 0))) << where;
+        }
+        ASSERT_EQ(reports.size(), entries.size()) << profile;
+        for (Json::ArrayIndex i = 0; i < entries.size(); ++i) {
+            const std::string where = profile + " self-test " + std::to_string(i);
+            const Json::Value& e = entries[i];
+            EXPECT_EQ(reports[i]["Self test result"].asUInt(), SourceNumber(e["RESULT"])) << where;
+            EXPECT_EQ(reports[i]["Self test code"].asUInt(), SourceNumber(e["STC"])) << where;
+            EXPECT_EQ(reports[i]["Segment number"].asUInt(), SourceNumber(e.get("SEGN", 0))) << where;
+            EXPECT_EQ(reports[i]["Valid Diagnostic Information"].asUInt(), SourceNumber(e.get("VDI", 0)))
+                << where;
+            EXPECT_EQ(Shown(reports[i]["Power on hours"]), Expected(e["POH"])) << where;
+            // each field is shown only when its valid bit is set
+            const unsigned vdi = static_cast<unsigned>(SourceNumber(e.get("VDI", 0)));
+            const std::pair<const char*, const char*> valid[] = {{"Namespace Identifier", "NSID"},
+                                                                 {"Failing LBA", "FLBA"},
+                                                                 {"Status Code Type", "SCT"},
+                                                                 {"Status Code", "SC"}};
+            for (unsigned bit = 0; bit < 4; ++bit) {
+                if (vdi >> bit & 1) {
+                    EXPECT_EQ(Shown(reports[i][valid[bit].first]), Expected(e.get(valid[bit].second, 0)))
+                        << where << " " << valid[bit].first;
                 }
             }
         }
-    }
+    });
 }
 
 // The value of get-feature's "Current value:0x..." line; -1 when absent.
@@ -418,40 +408,36 @@ long long CurrentValue(const std::string& output) {
 }
 
 TEST_F(NvmeCliCrossCheck, FeaturesAndTemperatureThresholds) {
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const unsigned controller = drive["controller"].asUInt();
-            const Json::Value& features = drive["features"];
-            for (const auto& id : features.getMemberNames()) {
-                const std::string fid = "0x" + id;
-                const std::string where = profile + " feature " + id;
-                if (id == "04") {
-                    for (const auto& threshold : features[id]["thresholds"]) {
-                        const auto cdw11 = static_cast<unsigned>(SourceNumber(threshold["TMPSEL"]) << 16 |
-                                                                 SourceNumber(threshold["THSEL"]) << 20);
-                        const auto result =
-                            Nvme(profile, controller,
-                                 {"get-feature", "-f", fid, "--cdw11=" + std::to_string(cdw11)});
-                        EXPECT_EQ(CurrentValue(result.output),
-                                  static_cast<long long>(SourceNumber(threshold["TMPTH"])))
-                            << where << " cdw11 " << cdw11 << "\n"
-                            << result.output;
-                    }
-                    continue;
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& features = drive["features"];
+        for (const auto& id : features.getMemberNames()) {
+            const std::string fid = "0x" + id;
+            const std::string where = profile + " feature " + id;
+            if (id == "04") {
+                for (const auto& threshold : features[id]["thresholds"]) {
+                    const auto cdw11 = static_cast<unsigned>(SourceNumber(threshold["TMPSEL"]) << 16 |
+                                                             SourceNumber(threshold["THSEL"]) << 20);
+                    const auto result = Nvme(profile, controller,
+                                             {"get-feature", "-f", fid, "--cdw11=" + std::to_string(cdw11)});
+                    EXPECT_EQ(CurrentValue(result.output),
+                              static_cast<long long>(SourceNumber(threshold["TMPTH"])))
+                        << where << " cdw11 " << cdw11 << "\n"
+                        << result.output;
                 }
-                const auto result = Nvme(profile, controller, {"get-feature", "-f", fid});
-                const bool refused = profile == "faulty" && (id == "08" || id == "0B");
-                if (refused) {
-                    EXPECT_EQ(CurrentValue(result.output), -1) << where << "\n" << result.output;
-                    continue;
-                }
-                EXPECT_EQ(CurrentValue(result.output),
-                          static_cast<long long>(SourceNumber(features[id].get("dw0", 0))))
-                    << where << "\n"
-                    << result.output;
+                continue;
             }
+            const auto result = Nvme(profile, controller, {"get-feature", "-f", fid});
+            const bool refused = profile == "faulty" && (id == "08" || id == "0B");
+            if (refused) {
+                EXPECT_EQ(CurrentValue(result.output), -1) << where << "\n" << result.output;
+                continue;
+            }
+            EXPECT_EQ(CurrentValue(result.output),
+                      static_cast<long long>(SourceNumber(features[id].get("dw0", 0))))
+                << where << "\n"
+                << result.output;
         }
-    }
+    });
 }
 
 TEST_F(NvmeCliCrossCheck, SanitizeStatusLog) {
@@ -464,23 +450,20 @@ TEST_F(NvmeCliCrossCheck, SanitizeStatusLog) {
                                                       {"ETBENDA", "time_block_erase_no_dealloc"},
                                                       {"ETCENDA", "time_crypto_erase_no_dealloc"}};
     int checked = 0;
-    for (const auto& profile : PROFILES) {
-        for (const auto& drive : Drives(profile)) {
-            const Json::Value& source = drive["log pages"]["81"];
-            if (source.isNull()) {
-                continue;
-            }
-            ++checked;
-            const unsigned controller = drive["controller"].asUInt();
-            const Json::Value shown =
-                NvmeJson(profile, controller, {"sanitize-log"})["nvme" + std::to_string(controller)];
-            CompareFields(source, shown, names, {"SSTAT"}, profile + " sanitize-log");
-            const auto sstat = static_cast<unsigned>(SourceNumber(source["SSTAT"]));
-            EXPECT_EQ(shown["sstat"]["global_erased"].asUInt(), sstat >> 8 & 1) << profile;
-            EXPECT_EQ(shown["sstat"]["status"].asString().substr(0, 3), "(" + std::to_string(sstat & 7) + ")")
-                << profile;
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        const Json::Value& source = drive["log pages"]["81"];
+        if (source.isNull()) {
+            return;
         }
-    }
+        ++checked;
+        const Json::Value shown =
+            NvmeJson(profile, controller, {"sanitize-log"})["nvme" + std::to_string(controller)];
+        CompareFields(source, shown, names, {"SSTAT"}, profile + " sanitize-log");
+        const auto sstat = static_cast<unsigned>(SourceNumber(source["SSTAT"]));
+        EXPECT_EQ(shown["sstat"]["global_erased"].asUInt(), sstat >> 8 & 1) << profile;
+        EXPECT_EQ(shown["sstat"]["status"].asString().substr(0, 3), "(" + std::to_string(sstat & 7) + ")")
+            << profile;
+    });
     EXPECT_GE(checked, 1);
 }
 

@@ -18,6 +18,9 @@ namespace {
 
 using testing_support::UseProfile;
 
+// What a failed command leaves in the result field: the caller's value.
+constexpr uint32_t UNTOUCHED = 99;
+
 struct Reply {
     int ret = 0;
     int error = 0;
@@ -48,6 +51,7 @@ Reply Send(int fd, const Command& c, void* data = nullptr, uint32_t length = 0) 
     cmd.cdw12 = c.cdw12;
     cmd.addr = reinterpret_cast<uintptr_t>(data);
     cmd.data_len = length;
+    cmd.result = UNTOUCHED;  // a completed command replaces it, a failed one leaves it
     errno = 0;
     Reply reply;
     reply.ret = ioctl(fd, NVME_IOCTL_ADMIN_CMD, &cmd);
@@ -86,12 +90,18 @@ std::string VariantProfile(const std::string& name, const std::map<std::string, 
 class SimulatedDrive : public ::testing::Test {
   protected:
     void TearDown() override {
+        Close();
+        testing_support::StopSimulation();
+    }
+    void Close() {
         if (fd_ > 0) {
             close(fd_);
         }
-        testing_support::StopSimulation();
+        fd_ = -1;
     }
+    // Closes the drive opened before, if any, and opens `device` under `profile`.
     int Open(const std::string& profile, const std::string& faults = "", const char* device = "/dev/nvme0") {
+        Close();
         UseProfile(profile, faults);
         fd_ = open(device, O_RDWR);
         EXPECT_GT(fd_, 0) << strerror(errno);
@@ -231,8 +241,7 @@ TEST_F(SimulatedDrive, SelfTestFailureAndDrivesWithoutSelfTest) {
     EXPECT_EQ(log[4], 0x27);  // extended, failed segment
     EXPECT_EQ(log[5], 5);     // the segment
     EXPECT_EQ(log[6], 0x0F);  // namespace, LBA, status type and code valid
-    close(fd);
-    fd = fd_ = Open("old-1.1");
+    fd = Open("old-1.1");
     EXPECT_EQ(Send(fd, {0x14, 0xFFFFFFFF, 1}), (Reply{0x4001, 0, 0}));
 }
 
@@ -255,8 +264,6 @@ TEST_F(SimulatedDrive, SanitizeActionsAgainstTheAdvertisedCapabilities) {
     for (const auto& c : cases) {
         const int fd = Open(c.profile);
         EXPECT_EQ(Send(fd, {0x84, 0xFFFFFFFF, c.action}), c.reply) << c.profile << " action " << c.action;
-        close(fd);
-        fd_ = -1;
     }
 }
 
@@ -285,8 +292,6 @@ TEST_F(SimulatedDrive, SanitizeProgressAndOutcomes) {
             EXPECT_EQ(Le(log, 4, 4), 2u) << c.outcome;  // the command's dword 10
         }
         EXPECT_EQ(reports, c.reports) << c.outcome;
-        close(fd);
-        fd_ = -1;
     }
 }
 
@@ -315,8 +320,6 @@ TEST_F(SimulatedDrive, OperationsByDurationInsteadOfPolls) {
         EXPECT_EQ(log[0], c.operation) << c.seconds;
         EXPECT_EQ(log[1], c.completion) << c.seconds;
         EXPECT_EQ(Le(sanitize, 2, 2), c.sstat) << c.seconds;
-        close(fd);
-        fd_ = -1;
     }
 }
 
@@ -326,15 +329,15 @@ TEST_F(SimulatedDrive, CommandFaultsFailAsConfigured) {
         Command command;
         std::vector<Reply> replies;  // for repeated sends
     } cases[] = {
-        {"opcode=6,errno=5", {0x06, 0, 1}, {{-1, EIO, 0}}},
+        {"opcode=6,errno=5", {0x06, 0, 1}, {{-1, EIO, UNTOUCHED}}},
         {"opcode=2,log=2,status=0x4002", {0x02, 0xFFFFFFFF, 0x02 | (128u << 16)}, {{0x4002, 0, 0}}},
         {"opcode=2,log=2,status=0x4002", {0x02, 0xFFFFFFFF, 0x03 | (128u << 16)}, {{}}},
         {"opcode=2,log=2,after=2,errno=5",
          {0x02, 0xFFFFFFFF, 0x02 | (128u << 16)},
-         {{}, {}, {-1, EIO, 0}, {-1, EIO, 0}}},
-        {"opcode=0x0a,feature=1,errno=22", {0x0A, 1, 0x01}, {{-1, EINVAL, 0}}},
+         {{}, {}, {-1, EIO, UNTOUCHED}, {-1, EIO, UNTOUCHED}}},
+        {"opcode=0x0a,feature=1,errno=22", {0x0A, 1, 0x01}, {{-1, EINVAL, UNTOUCHED}}},
         {"opcode=0x0a,feature=1,errno=22", {0x0A, 1, 0x02}, {{0, 0, 0x61}}},
-        {"vanish=2", {0x06, 0, 1}, {{}, {}, {-1, ENODEV, 0}}},
+        {"vanish=2", {0x06, 0, 1}, {{}, {}, {-1, ENODEV, UNTOUCHED}}},
     };
     for (const auto& c : cases) {
         const int fd = Open("rich-1.4", c.faults);
@@ -342,8 +345,6 @@ TEST_F(SimulatedDrive, CommandFaultsFailAsConfigured) {
         for (size_t i = 0; i < c.replies.size(); ++i) {
             EXPECT_EQ(Send(fd, c.command, data.data(), 512), c.replies[i]) << c.faults << " send " << i;
         }
-        close(fd);
-        fd_ = -1;
     }
 }
 
@@ -362,11 +363,11 @@ TEST_F(SimulatedDrive, DeviceOpenFaults) {
 TEST_F(SimulatedDrive, FaultyProfileCarriesItsOwnFaults) {
     const int fd = Open("faulty");
     std::vector<uint8_t> page(512, 0);
-    EXPECT_EQ(ReadLog(fd, 0x03, page), (Reply{-1, EIO, 0}));
+    EXPECT_EQ(ReadLog(fd, 0x03, page), (Reply{-1, EIO, UNTOUCHED}));
     EXPECT_EQ(ReadLog(fd, 0x02, page), Reply{});
     EXPECT_EQ(page[0], 0x0D);
     EXPECT_EQ(Send(fd, {0x0A, 1, 0x08}), (Reply{0x4002, 0, 0}));
-    EXPECT_EQ(Send(fd, {0x0A, 1, 0x0B}), (Reply{-1, EINVAL, 0}));
+    EXPECT_EQ(Send(fd, {0x0A, 1, 0x0B}), (Reply{-1, EINVAL, UNTOUCHED}));
 }
 
 TEST_F(SimulatedDrive, JournalRecordsEveryCommandAndItsAnswer) {

@@ -17,7 +17,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "nvme_admin_command.h"
 #include "orka_linux.h"
 #include "support/simulator.h"
 
@@ -116,31 +115,6 @@ TEST_F(SimulatedPreload, DeviceIsACharacterDeviceThatOpensReadWrite) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(SimulatedPreload, IdentifyControllerThroughTheAdminCommand) {
-    UseProfile("plain-1.2.1");
-    const int fd = orka::GetNvmeId("/dev/nvme0", false);
-    unsigned char data[4096] = {};
-    nvme_admin_cmd cmd{};
-    cmd.opcode = 0x06;
-    cmd.cdw10 = 1;
-    cmd.addr = reinterpret_cast<uintptr_t>(data);
-    cmd.data_len = sizeof data;
-    cmd.result = 99;
-    ASSERT_EQ(ioctl(fd, NVME_IOCTL_ADMIN_CMD, &cmd), 0);
-    const unsigned result = cmd.result;
-    orka::CloseNvmeId(fd);
-    EXPECT_EQ(data[0] | data[1] << 8, 0x1b96);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(data + 24), 40),
-              "Brantix Sim Plain 1TB                   ");
-    EXPECT_EQ(result, 0u);
-    const auto journal = Journal();
-    ASSERT_EQ(journal.size(), 1u);
-    EXPECT_EQ(journal[0].toStyledString(), testing_support::ParseJson(R"({"device": "/dev/nvme0", "opcode": 6,
-        "nsid": 0, "cdw10": 1, "cdw11": 0, "cdw12": 0, "cdw13": 0, "cdw14": 0, "cdw15": 0, "data_len": 4096,
-        "return": 0, "errno": 0, "result": 0})")
-                                               .toStyledString());
-}
-
 TEST_F(SimulatedPreload, OtherIoctlsOnTheDeviceAreRefusedAndOtherDescriptorsPassThrough) {
     UseProfile("plain-1.2.1");
     const int fd = open("/dev/nvme0", O_RDWR);
@@ -197,47 +171,6 @@ TEST(SimulatorScript, RunsACommandWithAProfileByNameOrPath) {
         EXPECT_EQ(WEXITSTATUS(status), c.status) << c.profile;
         EXPECT_EQ(ReadText(output), c.content) << c.profile;
     }
-}
-
-}  // namespace
-
-namespace {
-
-// The tool's own admin command path against the simulator: a completed
-// command with an NVMe error status counts as accepted, a failed ioctl
-// reports its errno.
-TEST(SimulatedAdminPath, ReturnCodesOfTheToolsAdminCommand) {
-    const struct {
-        const char* faults;
-        unsigned nsid;
-        unsigned cdw10;
-        int rc;
-        int journal_return;
-    } cases[] = {
-        {"", 0, 1, 0, 0},                     // Identify Controller
-        {"", 9, 0, 0, 0x400B},                // Identify of a namespace that does not exist
-        {"opcode=6,errno=5", 0, 1, 5, -1},    // the ioctl fails with EIO
-        {"opcode=6,errno=19", 1, 0, 19, -1},  // ENODEV
-    };
-    for (const auto& c : cases) {
-        testing_support::UseProfile("plain-1.2.1", c.faults);
-        const int fd = orka::GetNvmeId("/dev/nvme0", false);
-        unsigned char data[4096] = {};
-        Json::Value commands(Json::arrayValue);
-        Json::Value none;
-        unsigned int result = 0;
-        EXPECT_EQ(orka::NvmeAdminCommand(fd, "Identify", commands, none, 0x06, c.nsid, c.cdw10, 0, 0, 0, 0, 0,
-                                         data, &result, 4096, true),
-                  c.rc)
-            << c.faults;
-        orka::CloseNvmeId(fd);
-        ASSERT_EQ(commands.size(), 1u);
-        EXPECT_EQ(commands[0]["return code"].asInt(), c.rc);
-        const auto journal = testing_support::Journal();
-        ASSERT_EQ(journal.size(), 1u);
-        EXPECT_EQ(journal[0]["return"].asInt(), c.journal_return);
-    }
-    testing_support::StopSimulation();
 }
 
 }  // namespace

@@ -6,21 +6,12 @@
 #include <fstream>
 
 #include "profile.h"
-#include "support/brantix_run.h"
+#include "support/simulator.h"
 
 namespace {
 
 using brantix_sim::Bytes;
 using brantix_sim::Field;
-
-Json::Value Parse(const std::string& text) {
-    Json::CharReaderBuilder builder;
-    Json::Value value;
-    std::string errors;
-    std::istringstream in(text);
-    EXPECT_TRUE(Json::parseFromStream(builder, in, &value, &errors)) << errors;
-    return value;
-}
 
 std::string Hex(const Bytes& bytes, size_t offset, size_t length) {
     static const char* digits = "0123456789abcdef";
@@ -70,7 +61,7 @@ TEST(SimulatorProfile, FieldKindsAreWrittenLittleEndianPaddedAndMasked) {
     };
     for (const auto& c : cases) {
         Bytes image(48, 0);
-        brantix_sim::EncodeFields(Parse(c.source), table, image, 0, "t");
+        brantix_sim::EncodeFields(testing_support::ParseJson(c.source), table, image, 0, "t");
         EXPECT_EQ(Hex(image, c.offset, c.length), c.hex) << c.source;
         EXPECT_EQ(image.size(), 48u) << c.source;
     }
@@ -95,7 +86,7 @@ TEST(SimulatorProfile, BadFieldValuesAreRefusedWithTheirPlace) {
     for (const auto& c : cases) {
         Bytes image(4, 0);
         try {
-            brantix_sim::EncodeFields(Parse(c.source), table, image, 0, "t");
+            brantix_sim::EncodeFields(testing_support::ParseJson(c.source), table, image, 0, "t");
             ADD_FAILURE() << "no error for " << c.source;
         } catch (const brantix_sim::ProfileError& error) {
             EXPECT_EQ(std::string(error.what()), c.message) << c.source;

@@ -50,6 +50,19 @@ unsigned long long NowMs() {
                                                .count());
 }
 
+// The current time stamp has the layout with `suffix` and reads back to a
+// time between just before and just after it was taken.
+void ExpectNowReadsBack(bool utc, const std::string& suffix) {
+    const unsigned long long before = NowMs();
+    const std::string stamp = orka::GetTimestamp(utc);
+    const unsigned long long after = NowMs();
+    EXPECT_TRUE(std::regex_match(stamp, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})" + suffix)))
+        << stamp;
+    const unsigned long long back = orka::TimestampToMilliseconds(stamp);
+    EXPECT_LE(before, back) << stamp;
+    EXPECT_LE(back, after) << stamp;
+}
+
 // 2023-06-01 14:03:07.045 UTC and 2023-11-14 22:13:20.123 UTC.
 constexpr unsigned long long SUMMER = 1685628187045ULL;
 constexpr unsigned long long WINTER = 1700000000123ULL;
@@ -60,15 +73,7 @@ TEST(Timestamps, UtcTextsReadBackInEveryZone) {
         EXPECT_EQ(orka::TimestampToMilliseconds("2023-06-01 14:03:07.045 UTC"), SUMMER) << zone;
         EXPECT_EQ(orka::TimestampToMilliseconds("2023-11-14 22:13:20.123 UTC"), WINTER) << zone;
         EXPECT_EQ(orka::TimestampToMilliseconds("1970-01-01 00:00:00.000 UTC"), 0u) << zone;
-
-        const unsigned long long before = NowMs();
-        const std::string stamp = orka::GetTimestamp(true);
-        const unsigned long long after = NowMs();
-        EXPECT_TRUE(std::regex_match(stamp, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} UTC)")))
-            << stamp;
-        const unsigned long long back = orka::TimestampToMilliseconds(stamp);
-        EXPECT_LE(before, back) << zone;
-        EXPECT_LE(back, after) << zone;
+        ExpectNowReadsBack(true, R"( UTC)");
     }
 }
 
@@ -100,14 +105,7 @@ TEST(Timestamps, LocalTextsMarkDaylightSavingAndReadBack) {
 TEST(Timestamps, LocalNowHasNoUtcMarkAndReadsBack) {
     for (const char* zone : {BERLIN, UTC_ZONE}) {
         ScopedZone scoped(zone);
-        const unsigned long long before = NowMs();
-        const std::string stamp = orka::GetTimestamp(false);
-        const unsigned long long after = NowMs();
-        EXPECT_TRUE(std::regex_match(stamp, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}( DST)?)")))
-            << stamp;
-        const unsigned long long back = orka::TimestampToMilliseconds(stamp);
-        EXPECT_LE(before, back) << stamp;
-        EXPECT_LE(back, after) << stamp;
+        ExpectNowReadsBack(false, R"(( DST)?)");
     }
     ScopedZone scoped(UTC_ZONE);
     EXPECT_EQ(orka::GetTimestamp(false).size(), 23u);

@@ -228,12 +228,9 @@ TEST(RawData, AllZeros) {
 
 class JsonFiles : public ::testing::Test {
   protected:
-    void SetUp() override { dir_ = testing_support::MakeTempDir("json"); }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-    std::string PathOf(const std::string& name) const { return (dir_ / name).string(); }
+    std::string PathOf(const std::string& name) const { return folder_.Path(name); }
     std::string Write(const std::string& name, const std::string& content) const {
-        std::ofstream(PathOf(name), std::ios::binary) << content;
-        return PathOf(name);
+        return folder_.Write(name, content);
     }
     static std::string MessageOf(const std::function<void()>& action) {
         try {
@@ -243,7 +240,7 @@ class JsonFiles : public ::testing::Test {
         }
         return "no OrkaError";
     }
-    std::filesystem::path dir_;
+    testing_support::TempFolder folder_{"json"};
 };
 
 TEST_F(JsonFiles, ReadFailuresNameTheFile) {

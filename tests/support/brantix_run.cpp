@@ -39,6 +39,11 @@ std::vector<std::string> RunResult::ConsoleLines() const {
     return SplitLines(console);
 }
 
+std::string TempFolder::Write(const std::string& name, const std::string& content) const {
+    std::ofstream(Path(name), std::ios::binary) << content;
+    return Path(name);
+}
+
 std::filesystem::path MakeTempDir(const std::string& label) {
     std::string pattern =
         (std::filesystem::temp_directory_path() / ("brantix-" + label + "-XXXXXX")).string();

@@ -43,6 +43,23 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<st
 // A fresh, empty directory under the system's temporary directory.
 std::filesystem::path MakeTempDir(const std::string& label);
 
+// A fresh temporary folder for one test, removed with the object.
+struct TempFolder {
+    explicit TempFolder(const std::string& label) : dir(MakeTempDir(label)) {}
+    ~TempFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(dir, ignored);
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    std::string Path(const std::string& name) const { return (dir / name).string(); }
+    // Writes `content` to the file `name` in the folder and returns its path.
+    std::string Write(const std::string& name, const std::string& content) const;
+
+    std::filesystem::path dir;
+};
+
 // Runs BRANTIX_BINARY with `options` in a fresh temporary directory.
 RunResult RunBrantix(const RunOptions& options);
 
