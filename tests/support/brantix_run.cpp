@@ -44,12 +44,37 @@ std::string TempFolder::Write(const std::string& name, const std::string& conten
     return Path(name);
 }
 
+namespace {
+
+// Every folder a test process made; removed when the process ends, unless
+// BRANTIX_KEEP_TEST_DIRS is set (to look at what a failing test left).
+struct MadeFolders {
+    std::vector<std::filesystem::path> paths;
+    ~MadeFolders() {
+        if (std::getenv("BRANTIX_KEEP_TEST_DIRS") != nullptr) {
+            return;
+        }
+        for (const auto& path : paths) {
+            std::error_code ignored;
+            std::filesystem::remove_all(path, ignored);
+        }
+    }
+};
+
+MadeFolders& Made() {
+    static MadeFolders folders;
+    return folders;
+}
+
+}  // namespace
+
 std::filesystem::path MakeTempDir(const std::string& label) {
     std::string pattern =
         (std::filesystem::temp_directory_path() / ("brantix-" + label + "-XXXXXX")).string();
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed for " + pattern);
     }
+    Made().paths.push_back(pattern);
     return pattern;
 }
 

@@ -41,6 +41,7 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<st
                          bool with_stderr);
 
 // A fresh, empty directory under the system's temporary directory.
+// It is removed with everything in it when the test process ends.
 std::filesystem::path MakeTempDir(const std::string& label);
 
 // A fresh temporary folder for one test, removed with the object.
