@@ -31,15 +31,13 @@ bool IsSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
 }
 
-// Inserts a comma every three digits going left from `end` (the index just
-// after the last digit of the integer part), stopping before `start`.
+}  // namespace
+
 void GroupThousands(std::string& text, long long end, long long start) {
     for (long long pos = end - 3; pos > start; pos -= 3) {
         text.insert(static_cast<std::string::size_type>(pos), ",");
     }
 }
-
-}  // namespace
 
 void LeftTrim(std::string& text) {
     text.erase(text.begin(), std::find_if_not(text.begin(), text.end(), IsSpace));

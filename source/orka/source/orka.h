@@ -59,6 +59,11 @@ void UpperCase(std::string& text);
 bool ToLongLong(std::string text, long long& out);
 bool ToLongDouble(std::string text, long double& out);
 
+// Inserts a comma every three characters going left from `end` (the index
+// just after the last digit of the integer part), while the position is
+// greater than `start`: 1 skips a leading "-", 0 counts it as a character.
+void GroupThousands(std::string& text, long long end, long long start);
+
 // 16 little-endian bytes as an unsigned 128-bit number.
 uint128 To128bitNumber(const unsigned char* bytes);
 // Decimal text with a comma every three digits.

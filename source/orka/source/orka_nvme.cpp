@@ -120,12 +120,9 @@ bool IsVersion(unsigned int level, unsigned int version, unsigned int& highest, 
 namespace detail {
 
 std::string GroupDigits(const std::string& decimal) {
-    const std::size_t first_digit = !decimal.empty() && decimal[0] == '-' ? 1 : 0;
     std::string text = decimal;
-    for (std::size_t at = text.size(); at > first_digit + 3;) {
-        at -= 3;
-        text.insert(at, ",");
-    }
+    const long long first_digit = !text.empty() && text[0] == '-' ? 1 : 0;
+    GroupThousands(text, static_cast<long long>(text.size()), first_digit);
     return text;
 }
 
@@ -140,10 +137,7 @@ std::string ToFloatNumberString(double value, unsigned int decimals) {
         text.resize(point + 1 + decimals);
     }
     // Grouping counts characters, so a sign can take a comma after it ("-,123.5").
-    for (std::size_t at = point; at > 3;) {
-        at -= 3;
-        text.insert(at, ",");
-    }
+    GroupThousands(text, static_cast<long long>(point), 0);
     return text;
 }
 
