@@ -507,10 +507,7 @@ void DecodeIdentifyController(const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& data, Js
 
 int GetIdentifyController(NVME_ID fd, ORKA_NVME_IDENTIFY_CONTROLLER_DATA& data, Json::Value& info,
                           bool raw_hex, unsigned int& highest_version, Json::Value& more_commands) {
-    Json::Value& commands = info["_metadata"]["commands"];
-    if (commands.isNull()) {
-        commands = Json::Value(Json::arrayValue);
-    }
+    Json::Value& commands = CommandList(info);
     const int result = ReadIdentifyController(fd, data, commands, more_commands);
     if (result != 0) {
         return result;

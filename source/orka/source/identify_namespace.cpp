@@ -244,10 +244,7 @@ void DecodeIdentifyNamespace(const ORKA_NVME_IDENTIFY_NAMESPACE_DATA& data, Json
 int GetIdentifyNamespace(NVME_ID fd, ORKA_NVME_IDENTIFY_NAMESPACE_DATA& data, unsigned int nsid,
                          Json::Value& info, bool raw_hex, unsigned int version, unsigned int& highest_version,
                          Json::Value& more_commands) {
-    Json::Value& commands = info["_metadata"]["commands"];
-    if (commands.isNull()) {
-        commands = Json::Value(Json::arrayValue);
-    }
+    Json::Value& commands = CommandList(info);
     const int result = ReadIdentifyNamespace(fd, static_cast<int>(nsid), data, commands, more_commands);
     if (result != 0) {
         return result;

@@ -72,6 +72,14 @@ void ExpandParameterCatalogue() {
     }
 }
 
+Json::Value& CommandList(Json::Value& info) {
+    Json::Value& commands = info["_metadata"]["commands"];
+    if (commands.isNull()) {
+        commands = Json::Value(Json::arrayValue);
+    }
+    return commands;
+}
+
 void AddParameter(Json::Value& parameters, const std::string& name, const std::string& value) {
     const auto entry = PARAMETER_INFO.find(name);
     if (entry == PARAMETER_INFO.end()) {

@@ -31,6 +31,11 @@ extern std::map<std::string, parameter_info> PARAMETER_INFO;
 // name that still holds a "#". Running it again changes nothing.
 void ExpandParameterCatalogue();
 
+// The information document's list of admin command records,
+// info["_metadata"]["commands"], made an empty array while it is still null
+// (a null list keeps no records).
+Json::Value& CommandList(Json::Value& info);
+
 // Adds or replaces the record {name, value, description, source} under `name`.
 // Throws OrkaError when the name is not in the catalogue.
 void AddParameter(Json::Value& parameters, const std::string& name, const std::string& value);
