@@ -176,10 +176,15 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     ParseArguments(args, line);
 
     const std::string logDirectory = AbsoluteDirectory(line.logDirectory);
-    const bool directoryMade = orka::MakeDirectoryTree(logDirectory) == 0;
+    // A path that exists but takes no files (a regular file, a folder without
+    // write access) counts as a log directory that could not be made.
+    bool directoryMade = orka::MakeDirectoryTree(logDirectory) == 0;
     if (directoryMade) {
-        orka::TRACELOG_NAME = (std::filesystem::path(logDirectory) / "brantix.trace.log").string();
-        orka::SwitchTraceLogFile(orka::TRACELOG_NAME);
+        const std::string traceFile = (std::filesystem::path(logDirectory) / "brantix.trace.log").string();
+        directoryMade = orka::SwitchTraceLogFile(traceFile);
+        if (directoryMade) {
+            orka::TRACELOG_NAME = traceFile;
+        }
     }
 
     FILE_LOG_INFO << "Command '" << line.text << "'";

@@ -367,20 +367,27 @@ TEST(CommandLine, SecondRunStartsAFreshTraceLog) {
 }
 
 TEST(CommandLine, LogDirectoryThatCannotBeMade) {
-    RunOptions options;
-    options.args = {"-d", "blocker/logs"};
-    options.files = {{"blocker", "a file, not a directory"}};
-    const RunResult run = RunBrantix(options);
-    const std::string dir = std::filesystem::canonical(run.dir).string();
-    ExpectUsageFailure(run, true, {"Failed to make log directory: " + dir + "/blocker/logs"}, 16);
-    // The trace log stays in the working directory.
-    const Lines trace = run.Lines("brantix.trace.log");
-    ASSERT_FALSE(trace.empty());
-    EXPECT_TRUE(std::regex_match(trace[0], std::regex(STAMP + "Command '.* -d blocker/logs'"))) << trace[0];
-    EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
+    // Below a file, and a file itself (which exists, but takes no trace log).
+    for (const std::string logs : {"blocker/logs", "blocker"}) {
+        RunOptions options;
+        options.args = {"-d", logs};
+        options.files = {{"blocker", "a file, not a directory"}};
+        const RunResult run = RunBrantix(options);
+        const std::string dir = std::filesystem::canonical(run.dir).string();
+        ExpectUsageFailure(run, true, {"Failed to make log directory: " + dir + "/" + logs}, 16);
+        // The trace log stays in the working directory.
+        const Lines trace = run.Lines("brantix.trace.log");
+        ASSERT_FALSE(trace.empty());
+        EXPECT_TRUE(std::regex_match(trace[0], std::regex(STAMP + "Command '.* -d " + logs + "'")))
+            << trace[0];
+        EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
+        EXPECT_EQ(run.Read("blocker"), "a file, not a directory");
+    }
 
     // An unknown argument is reported before the directory failure.
-    options.args.push_back("--bogus");
+    RunOptions options;
+    options.args = {"-d", "blocker/logs", "--bogus"};
+    options.files = {{"blocker", "a file, not a directory"}};
     ExpectUsageFailure(RunBrantix(options), true, {"Invalid parameter on command line: '--bogus'", ""}, 16);
 }
 

@@ -125,7 +125,8 @@ extern std::string TRACELOG_NAME;
 // severity (once per process; later calls only reset the severities).
 void InitTraceLog();
 // Points the file appender at a new path; an existing file there is deleted.
-void SwitchTraceLogFile(const std::string& path);
+// False, and the appender keeps its file, when the new one cannot be opened.
+bool SwitchTraceLogFile(const std::string& path);
 void SetLogSeverity(Severity severity);  // both instances
 Severity GetLogSeverity(int instance);
 bool LogEnabled(int instance, Severity severity);

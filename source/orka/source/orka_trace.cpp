@@ -120,32 +120,49 @@ class OrkaFormatter : public spdlog::formatter {
     std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<OrkaFormatter>(); }
 };
 
-// The file appender. It never rolls; it can be pointed at another file.
+// The file appender. It never rolls; it can be pointed at another file. When
+// a file cannot be opened the appender keeps the one it has (or, at start,
+// none: records then reach the console only).
 class TraceFileSink : public spdlog::sinks::base_sink<std::mutex> {
   public:
     explicit TraceFileSink(const std::string& path) {
         set_formatter_(std::make_unique<OrkaTxtFormatter>());
-        file_.open(path, false);
+        Switch(path);
     }
-    void Switch(const std::string& path) {
+    // Deletes an old file of that name and writes to a new one there; false
+    // when it cannot be opened.
+    bool Switch(const std::string& path) {
         std::lock_guard<std::mutex> lock(mutex_);
-        file_.close();
         std::error_code ignored;
         std::filesystem::remove(path, ignored);
-        file_.open(path, false);
+        auto next = std::make_unique<spdlog::details::file_helper>();
+        try {
+            next->open(path, false);
+        } catch (const spdlog::spdlog_ex&) {
+            return false;
+        }
+        file_ = std::move(next);
+        return true;
     }
 
   protected:
     void sink_it_(const spdlog::details::log_msg& msg) override {
+        if (!file_) {
+            return;
+        }
         spdlog::memory_buf_t formatted;
         formatter_->format(msg, formatted);
-        file_.write(formatted);
-        file_.flush();
+        file_->write(formatted);
+        file_->flush();
     }
-    void flush_() override { file_.flush(); }
+    void flush_() override {
+        if (file_) {
+            file_->flush();
+        }
+    }
 
   private:
-    spdlog::details::file_helper file_;
+    std::unique_ptr<spdlog::details::file_helper> file_;
 };
 
 // Hands every record on to another logger, which applies its own threshold.
@@ -203,10 +220,8 @@ void InitTraceLog() {
     SetLogSeverity(Severity::info);
 }
 
-void SwitchTraceLogFile(const std::string& path) {
-    if (g_trace != nullptr) {
-        g_trace->fileSink->Switch(path);
-    }
+bool SwitchTraceLogFile(const std::string& path) {
+    return g_trace != nullptr && g_trace->fileSink->Switch(path);
 }
 
 void SetLogSeverity(Severity severity) {
