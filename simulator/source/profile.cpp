@@ -411,31 +411,24 @@ Bytes EncodeEventLog(const Json::Value& source, const std::string& where) {
         const Json::Value& event = events[i];
         const std::string at = where + ".events[" + std::to_string(i) + "]";
         const unsigned type = static_cast<unsigned>(ParseNumber(event["ETYPE"], at + ".ETYPE"));
+        // Event types whose data the profile may give by field name, with the
+        // size of that data; other types take raw "data" only.
+        static const struct {
+            unsigned type;
+            const std::vector<Field>* fields;
+            size_t size;
+        } NAMED_EVENT_DATA[] = {{0x01, &SMART_HEALTH, 512},
+                                {0x02, &EVENT_FIRMWARE_COMMIT, 24},
+                                {0x03, &EVENT_TIMESTAMP_CHANGE, 16},
+                                {0x05, &EVENT_HARDWARE_ERROR, 4},
+                                {0x0D, &EVENT_THERMAL_EXCURSION, 4}};
         Bytes data;
         const std::vector<Field>* table = nullptr;
-        switch (type) {
-            case 0x01:
-                table = &SMART_HEALTH;
-                data.resize(512, 0);
-                break;
-            case 0x02:
-                table = &EVENT_FIRMWARE_COMMIT;
-                data.resize(24, 0);
-                break;
-            case 0x03:
-                table = &EVENT_TIMESTAMP_CHANGE;
-                data.resize(16, 0);
-                break;
-            case 0x05:
-                table = &EVENT_HARDWARE_ERROR;
-                data.resize(4, 0);
-                break;
-            case 0x0D:
-                table = &EVENT_THERMAL_EXCURSION;
-                data.resize(4, 0);
-                break;
-            default:
-                break;
+        for (const auto& named : NAMED_EVENT_DATA) {
+            if (named.type == type) {
+                table = named.fields;
+                data.resize(named.size, 0);
+            }
         }
         if (event.isMember("data")) {
             data = ParseHex(event["data"].asString(), at + ".data");
