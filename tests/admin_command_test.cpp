@@ -156,8 +156,10 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
     } cases[] = {
         // Get Features, Number of Queues: completion dword 0 comes from the profile.
         {"success", "", false, 0, 0x003F003F, 0, nullptr},
-        // A completed command with an NVMe status is accepted; dword 0 is still copied.
-        {"nvme status", "opcode=0x0a,feature=0x07,status=0x4002", false, 0, 0, 0x4002, nullptr},
+        // A command the controller rejects fails with its status; dword 0 is not copied.
+        {"nvme status", "opcode=0x0a,feature=0x07,status=0x4002", false, 0x4002, untouched, 0x4002, nullptr},
+        {"nvme status, allowed", "opcode=0x0a,feature=0x07,status=0x4109", true, 0x4109, untouched, 0x4109,
+         nullptr},
         {"errno, allowed", "opcode=0x0a,feature=0x07,errno=5", true, 5, untouched, -1, "Input/output error"},
         {"errno, not allowed", "opcode=0x0a,feature=0x07,errno=22", false, 22, untouched, -1,
          "Invalid argument"},
@@ -187,12 +189,13 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
         EXPECT_EQ(more[0].asString(), "earlier");
         const Json::Value& record = commands[0];
         EXPECT_EQ(more[1], record);
-        const std::vector<std::string> keys = {"admin command", "allowed",    "bytes returned",
+        const std::vector<std::string> keys = {"admin command", "allowed",    "bytes returned", "nvme status",
                                                "return code",   "time in ms", "timestamp"};
         EXPECT_EQ(record.getMemberNames(), keys);
         EXPECT_EQ(record["admin command"].asString(), "Number of Queues");
         EXPECT_TRUE(record["return code"].isInt());
         EXPECT_EQ(record["return code"].asInt(), c.rc);
+        EXPECT_EQ(record["nvme status"].asInt(), c.ioctl_return > 0 ? c.ioctl_return : 0);
         EXPECT_EQ(record["bytes returned"].asString(), "N/A");
         EXPECT_TRUE(record["time in ms"].isDouble());
         EXPECT_GE(record["time in ms"].asDouble(), 0.0);
@@ -221,9 +224,16 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
             EXPECT_EQ(lines[i].message, sent[i]);
         }
         const TraceLine& outcome = lines.back();
-        if (c.failure == nullptr) {
+        if (c.ioctl_return == 0) {
             EXPECT_EQ(outcome.tag, "VERB ");
             EXPECT_EQ(outcome.message, "Number of Queues read in " + TimeText(record) + " mS");
+        } else if (c.ioctl_return > 0) {
+            EXPECT_EQ(outcome.tag, c.allowed ? "" : "ERROR");
+            EXPECT_EQ(outcome.message, c.ioctl_return == 0x4002
+                                           ? " FAILED Number of Queues completed with NVMe status 0x4002 "
+                                             "(Invalid Field in Command)"
+                                           : " FAILED Number of Queues completed with NVMe status 0x4109 "
+                                             "(Unknown status)");
         } else {
             // Debug lines carry no severity tag; error lines do.
             EXPECT_EQ(outcome.tag, c.allowed ? "" : "ERROR");

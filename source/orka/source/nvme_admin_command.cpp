@@ -10,11 +10,77 @@
 #include <cstring>
 
 #include "orka.h"
+#include "orka_nvme.h"
 
 static_assert(sizeof(nvme_admin_cmd) == 72, "the kernel's admin command block is 72 bytes");
 static_assert(NVME_IOCTL_ADMIN_CMD == 0xC0484E41, "admin pass-through request number");
 
 namespace orka {
+
+namespace {
+
+// Generic command status values (status code type 0), by status code.
+struct StatusName {
+    unsigned int code;
+    const char* name;
+};
+constexpr StatusName GENERIC_STATUS_NAMES[] = {
+    {0x00, "Successful Completion"},
+    {0x01, "Invalid Command Opcode"},
+    {0x02, "Invalid Field in Command"},
+    {0x03, "Command ID Conflict"},
+    {0x04, "Data Transfer Error"},
+    {0x05, "Commands Aborted due to Power Loss Notification"},
+    {0x06, "Internal Error"},
+    {0x07, "Command Abort Requested"},
+    {0x08, "Command Aborted due to SQ Deletion"},
+    {0x09, "Command Aborted due to Failed Fused Command"},
+    {0x0A, "Command Aborted due to Missing Fused Command"},
+    {0x0B, "Invalid Namespace or Format"},
+    {0x0C, "Command Sequence Error"},
+    {0x0D, "Invalid SGL Segment Descriptor"},
+    {0x0E, "Invalid Number of SGL Descriptors"},
+    {0x0F, "Data SGL Length Invalid"},
+    {0x10, "Metadata SGL Length Invalid"},
+    {0x11, "SGL Descriptor Type Invalid"},
+    {0x12, "Invalid Use of Controller Memory Buffer"},
+    {0x13, "PRP Offset Invalid"},
+    {0x14, "Atomic Write Unit Exceeded"},
+    {0x15, "Operation Denied"},
+    {0x16, "SGL Offset Invalid"},
+    {0x18, "Host Identifier Inconsistent Format"},
+    {0x19, "Keep Alive Timer Expired"},
+    {0x1A, "Keep Alive Timeout Invalid"},
+    {0x1B, "Command Aborted due to Preempt and Abort"},
+    {0x1C, "Sanitize Failed"},
+    {0x1D, "Sanitize In Progress"},
+    {0x1E, "SGL Data Block Granularity Invalid"},
+    {0x1F, "Command Not Supported for Queue in CMB"},
+    {0x20, "Namespace is Write Protected"},
+    {0x21, "Command Interrupted"},
+    {0x22, "Transient Transport Error"},
+    {0x80, "LBA Out of Range"},
+    {0x81, "Capacity Exceeded"},
+    {0x82, "Namespace Not Ready"},
+    {0x83, "Reservation Conflict"},
+    {0x84, "Format In Progress"},
+};
+
+constexpr unsigned int STATUS_CODE_MASK = 0xFF;
+constexpr unsigned int STATUS_CODE_TYPE_MASK = 0x700;  // bits 10:8; More and DNR above are not part of it
+
+}  // namespace
+
+std::string NvmeStatusName(unsigned int status) {
+    if ((status & STATUS_CODE_TYPE_MASK) == 0) {
+        for (const StatusName& entry : GENERIC_STATUS_NAMES) {
+            if (entry.code == (status & STATUS_CODE_MASK)) {
+                return entry.name;
+            }
+        }
+    }
+    return "Unknown status";
+}
 
 void BuildAdminCommand(nvme_admin_cmd& cmd, unsigned short opcode, unsigned int nsid, unsigned int cdw10,
                        unsigned int cdw11, unsigned int cdw12, unsigned int cdw13, unsigned int cdw14,
@@ -75,15 +141,23 @@ int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid
         const float milliseconds =
             static_cast<float>(std::chrono::duration<double, std::milli>(end - start).count());
 
+        // Failed requests are logged at debug level when the caller allows them, as an error otherwise.
+        const auto failure_severity = allowed ? orka::Severity::debug : orka::Severity::error;
+        int nvme_status = 0;
         if (status == -1) {
             rc = error;
-            // Optional commands may be rejected by a drive: then only a debug line is left.
-            const auto severity = allowed ? orka::Severity::debug : orka::Severity::error;
-            ORKA_LOG_TO(orka::CONSOLE_LOGGER, severity)
+            ORKA_LOG_TO(orka::CONSOLE_LOGGER, failure_severity)
                 << " FAILED " << name << " ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd) failed with code "
                 << error << " '" << std::strerror(error) << "'. Completed in " << milliseconds << " mS";
+        } else if (status > 0) {
+            // The controller completed the command with an error status: the data buffer and
+            // completion dword hold nothing the caller may use.
+            rc = status;
+            nvme_status = status;
+            ORKA_LOG_TO(orka::CONSOLE_LOGGER, failure_severity)
+                << " FAILED " << name << " completed with NVMe status " << orka::ToHexString(status, 4)
+                << " (" << orka::NvmeStatusName(static_cast<unsigned int>(status)) << ")";
         } else {
-            // A positive return is an NVMe status from the controller; it is not inspected here.
             LOG_VERBOSE << name << " read in " << milliseconds << " mS";
             if (result != nullptr) {
                 *result = cmd.result;
@@ -94,6 +168,7 @@ int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid
         record["timestamp"] = orka::GetTimestamp(false);
         record["admin command"] = name;
         record["return code"] = rc;
+        record["nvme status"] = nvme_status;
         record["bytes returned"] = "N/A";
         record["time in ms"] = milliseconds;
         record["allowed"] = allowed;

@@ -9,15 +9,21 @@
 #include "orka_linux.h"
 
 // Sends one admin command through the Linux NVMe pass-through ioctl. Returns 0
-// when the kernel accepted it (a positive NVMe status counts as accepted) or
-// the errno of a failed ioctl. Appends a command record to each list that is
-// not a null JSON value.
+// when the controller completed it successfully, the errno of a request the
+// kernel failed, or the NVMe status (a positive value) of a command the
+// controller rejected; only on success is `result` written. Appends a command
+// record to each list that is not a null JSON value.
 int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid, int cdw10, int cdw11,
                         int cdw12, int cdw13, int cdw14, int cdw15, int data_len, unsigned char* data,
                         unsigned int* result, Json::Value& commands, Json::Value& more_commands,
                         bool allowed);
 
 namespace orka {
+
+// A short name for an NVMe completion status as the driver returns it (status
+// code type and code, More and Do Not Retry bits ignored): the generic command
+// status values by name, "Unknown status" for anything else.
+std::string NvmeStatusName(unsigned int status);
 
 // Zeroes the kernel's command block and sets only the opcode (low byte), the
 // namespace, the buffer address and length and command dwords 10 to 15. The

@@ -97,6 +97,45 @@ bool IsVersion1p3(unsigned int version, unsigned int& highest, unsigned long lon
 bool IsVersion1p4(unsigned int version, unsigned int& highest, unsigned long long present);
 
 // ---------------------------------------------------------------------------
+// Drive information collection
+// ---------------------------------------------------------------------------
+
+// Collects the whole drive information document of one sample into `info` and the Identify
+// Controller structure into `controller`; `record` receives a copy of every command record.
+// True when every admin command that was not allowed to fail passed.
+bool GetNvmeInfo(int fd, ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, const Json::Value& settings,
+                 Json::Value& record, Json::Value& info);
+
+// ---------------------------------------------------------------------------
+// Rules
+// ---------------------------------------------------------------------------
+
+// Parses and checks a rules file into rules["rules"]; every bad rule is reported at once in one
+// UsageError. An empty path does nothing.
+void LoadRulesFile(const std::string& path, Json::Value& rules);
+// Applies parsed rules to info "nvme" / "parameters" and lists the failures in
+// info["rule violations"]. True when no rule was violated.
+bool VerifyNvmeInfo(Json::Value& info, const Json::Value& rules);
+// One rule against one value; on false `message` says why.
+bool CheckRule(const std::string& name, const std::string& op, const std::string& limit, std::string value,
+               std::string& message);
+// Splits "1,024 GB" into "1024" and "GB"; trims `text` and takes its commas out.
+void GetNumberAndUnit(std::string& text, std::string& number, std::string& unit);
+
+// ---------------------------------------------------------------------------
+// Comparison with an earlier information document
+// ---------------------------------------------------------------------------
+
+// Compares every parameter of `info` with `compare` and files the differences in the mismatch
+// lists of `info`. True when no difference fails the comparison.
+bool CompareNvmeInfo(const Json::Value& compare, Json::Value& info, std::string compareSetting);
+// "exact", "counter" or "ignore".
+std::string GetCompareType(const std::string& compareSetting, const std::string& name,
+                           const std::string& source, bool sameDrive);
+std::string GetDelta(const std::string& value, const std::string& compareValue);
+bool GreaterEqual(const std::string& value, const std::string& compareValue);
+
+// ---------------------------------------------------------------------------
 // Template definitions
 // ---------------------------------------------------------------------------
 

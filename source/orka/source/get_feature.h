@@ -1,0 +1,60 @@
+// Features: reading the controller's current settings with Get Features and decoding them.
+#pragma once
+
+#include <json/json.h>
+
+#include "orka_data.h"
+#include "orka_linux.h"
+
+namespace orka {
+
+// One Get Features (0Ah) for namespace 1, current value, dword 11 `cdw11`. `result` receives
+// completion dword 0; `buffer` and `length` are the data buffer (null and 0 for none). Returns 0,
+// the errno of a failed request or the NVMe status the controller rejected it with.
+int ReadFeature(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result,
+                unsigned char* buffer, int length, Json::Value& commands, Json::Value& record);
+// The same command, marked as one a drive may refuse (its failure is logged at debug level).
+int ReadOptionalFeature(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result,
+                        unsigned char* buffer, int length, Json::Value& commands, Json::Value& record);
+
+// Each reads one feature when its "read feature NNh" setting is on and the controller supports it,
+// and adds its parameters to info "nvme" / "parameters". 0 when skipped or decoded, 1 when a command
+// failed or anything threw.
+int GetFeature01(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature02(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature05(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature06(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature08(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature0A(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature0B(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature0C(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature0D(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature0E(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature0F(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature10(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature11(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature12(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature13(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature14(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+int GetFeature15(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+
+}  // namespace orka
