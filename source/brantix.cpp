@@ -13,6 +13,7 @@
 
 const std::string APP_NAME = "brantix";
 const std::string APP_VERSION = "0.9.8.0";
+volatile std::sig_atomic_t GLOBAL_EXIT_GRACEFULLY = 0;
 
 namespace {
 

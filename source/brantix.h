@@ -4,6 +4,7 @@
 
 #include <json/json.h>
 
+#include <csignal>
 #include <string>
 
 extern const std::string APP_NAME;
@@ -15,6 +16,9 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
 void DisplayUsage(bool verbose);
 // Completes the summary's "_cmd" record, writes the summary file and returns rc.
 int LogResult(Json::Value& summary, int rc, const std::string& message, const std::string& file);
+
+// Set to 1 by the interrupt handler of a command type; its loop reads it and ends cleanly.
+extern volatile std::sig_atomic_t GLOBAL_EXIT_GRACEFULLY;
 
 // Command types; each returns the run's return code.
 int Read(Json::Value& settings);

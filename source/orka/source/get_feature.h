@@ -57,4 +57,10 @@ int GetFeature14(int fd, Json::Value& info, Json::Value& record, const Json::Val
 int GetFeature15(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
                  const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
 
+// Every feature the drive information collects, in its order (01h, 02h, 04h, 05h, 06h, 08h, 0Ah,
+// 0Bh, 0Ch, 0Dh, 0Eh, 0Fh, 10h, 11h). Feature 04h needs the health log's temperature sensors in
+// `info` first. Failures show in the command records.
+void GetFeatures(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+
 }  // namespace orka

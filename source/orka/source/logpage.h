@@ -16,7 +16,14 @@ int ReadLogPage(unsigned int logId, unsigned int length, int fd, unsigned char* 
 
 // Reads the page when its "read log page NNh" setting is on and decodes it into `info`. Returns 0
 // when the page was switched off or read and decoded, 1 when a command failed or anything threw.
+// `highest_version` is raised by decoders that meet fields of a later NVMe version.
 int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& info, Json::Value& record,
-               const Json::Value& settings, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+               const Json::Value& settings, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+               unsigned int& highest_version);
+
+// Every log page the drive information collects, in its order and under the controller's support
+// conditions (telemetry with its header read first). Failures show in the command records.
+void GetLogPages(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
 
 }  // namespace orka
