@@ -433,7 +433,11 @@ int main(int argc, const char** argv) {
     } catch (const orka::OrkaError& error) {
         const std::string message = error.what();
         LOG_ERROR << message;
-        rc = message == "No NVMe drives found" ? 18 : 17;
+        // No drive listed, whether or not the drive list's failure was wrapped, has its own code.
+        const std::string none = "No NVMe drives found";
+        const bool no_drives = message.size() >= none.size() &&
+                               message.compare(message.size() - none.size(), none.size(), none) == 0;
+        rc = no_drives ? 18 : 17;
     } catch (const std::exception& error) {
         LOG_ERROR << "\nUnhandled Exception:";
         LOG_ERROR << error.what();

@@ -135,7 +135,8 @@ RunResult RunBrantix(const RunOptions& options) {
     for (const auto& [name, content] : options.files) {
         std::ofstream(result.dir / name, std::ios::binary) << content;
     }
-    std::vector<std::string> argv{BRANTIX_BINARY};
+    std::vector<std::string> argv = options.launcher;
+    argv.push_back(BRANTIX_BINARY);
     argv.insert(argv.end(), options.args.begin(), options.args.end());
     const ProcessResult run = RunProcess(argv, options.env, {}, result.dir, true);
     result.exit_code = run.exit_code;

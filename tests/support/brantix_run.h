@@ -15,6 +15,8 @@ struct RunOptions {
     std::map<std::string, std::string> env;
     // Files to create in the working directory before the run (name -> content).
     std::map<std::string, std::string> files;
+    // A command and its arguments that start the binary (for example one that signals it later).
+    std::vector<std::string> launcher;
 };
 
 struct RunResult {
