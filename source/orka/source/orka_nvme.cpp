@@ -224,7 +224,8 @@ namespace {
 constexpr const char* RULE_OPERATORS[] = {"match", "not-match", ">", ">=", "=", "!=", "<", "<="};
 
 bool IsOneOf(const std::string& text, std::initializer_list<const char*> candidates) {
-    return std::any_of(candidates.begin(), candidates.end(), [&text](const char* candidate) { return text == candidate; });
+    return std::any_of(candidates.begin(), candidates.end(),
+                       [&text](const char* candidate) { return text == candidate; });
 }
 
 // The member `name` of an object, or nullptr; never adds a member.
@@ -239,17 +240,15 @@ const Json::Value* FindParameters(const Json::Value& info) {
     return parameters != nullptr && parameters->isObject() ? parameters : nullptr;
 }
 
-// The parameter names a rule names: itself, or for a "#" name the numbered
-// names of its index range that the catalogue holds.
-std::vector<std::string> RuleParameterNames(const std::string& name) {
+// True when the catalogue holds the name, or for a "#" name one of the
+// numbered names of its index range.
+bool IsRuleParameter(const std::string& name) {
     if (name.find('#') == std::string::npos) {
-        return PARAMETER_INFO.count(name) != 0 ? std::vector<std::string>{name} : std::vector<std::string>{};
+        return PARAMETER_INFO.count(name) != 0;
     }
-    std::vector<std::string> names = NumberedNames(name);
-    names.erase(std::remove_if(names.begin(), names.end(),
-                               [](const std::string& numbered) { return PARAMETER_INFO.count(numbered) == 0; }),
-                names.end());
-    return names;
+    const std::vector<std::string> names = NumberedNames(name);
+    return std::any_of(names.begin(), names.end(),
+                       [](const std::string& numbered) { return PARAMETER_INFO.count(numbered) != 0; });
 }
 
 // Checks one rule string; returns its error lines (empty when it is good) and
@@ -279,7 +278,7 @@ std::string ParseRule(const std::string& rule, Json::Value& parsed) {
     if (limit.empty()) {
         errors += " Rule Error: Did not find limit in rule: " + rule + "\n";
     }
-    if (RuleParameterNames(name).empty()) {
+    if (!IsRuleParameter(name)) {
         errors += " Rule Error: Unknown parameter '" + name + "' in rule: " + rule + "\n";
     }
     if (std::find(std::begin(RULE_OPERATORS), std::end(RULE_OPERATORS), op) == std::end(RULE_OPERATORS)) {
@@ -384,8 +383,8 @@ bool VerifyNvmeInfo(Json::Value& info, const Json::Value& rules) {
                 const std::string value = record["value"].asString();
                 std::string message;
                 if (CheckRule(name, op, limit, value, message)) {
-                    LOG_DEBUG << "Passed rule '" << name << " " << op << " " << limit << "' with value '" << value
-                              << "'";
+                    LOG_DEBUG << "Passed rule '" << name << " " << op << " " << limit << "' with value '"
+                              << value << "'";
                 } else {
                     add_violation(name, value, rule, message);
                 }
@@ -600,17 +599,20 @@ bool CompareNvmeInfo(const Json::Value& compare, Json::Value& info, std::string 
                 (*serial)["value"].asString() != (*earlier_serial)["value"].asString()) {
                 same_drive = false;
             }
-            LOG_DEBUG << (same_drive ? " Comparing against the same drive" : " Comparing against different drives");
+            LOG_DEBUG << (same_drive ? " Comparing against the same drive"
+                                     : " Comparing against different drives");
             for (auto entry = parameters.begin(); entry != parameters.end(); ++entry) {
                 Json::Value& record = *entry;
                 const std::string name = record["name"].asString();
                 const std::string value = record["value"].asString();
-                const std::string type = GetCompareType(compareSetting, name, record["source"].asString(), same_drive);
+                const std::string type =
+                    GetCompareType(compareSetting, name, record["source"].asString(), same_drive);
                 const Json::Value* earlier_record = FindMember(earlier, entry.name());
                 if (earlier_record == nullptr) {
                     record["compare type"] = "missing";
                     const std::string message = "'" + name + "' parameter missing in compare file";
-                    const Json::Value missing = Mismatch(name, value, "", type, "Compare value missing", message);
+                    const Json::Value missing =
+                        Mismatch(name, value, "", type, "Compare value missing", message);
                     all_mismatches.append(missing);
                     if (type != "ignore") {
                         compare_mismatches.append(missing);
@@ -624,8 +626,8 @@ bool CompareNvmeInfo(const Json::Value& compare, Json::Value& info, std::string 
                     continue;
                 }
                 const std::string delta = GetDelta(value, compare_value);
-                const std::string message =
-                    "'" + name + "' value '" + value + "' does not match compare value '" + compare_value + "'";
+                const std::string message = "'" + name + "' value '" + value +
+                                            "' does not match compare value '" + compare_value + "'";
                 const Json::Value differs = Mismatch(name, value, compare_value, type, delta, message);
                 all_mismatches.append(differs);
                 if (type == "exact") {
@@ -633,8 +635,8 @@ bool CompareNvmeInfo(const Json::Value& compare, Json::Value& info, std::string 
                     compare_mismatches.append(differs);
                     LOG_ERROR << "Compare fail: " << message;
                 } else if (type == "counter" && !GreaterEqual(value, compare_value)) {
-                    const std::string less =
-                        "'" + name + "' value '" + value + "' is less than compare value '" + compare_value + "'";
+                    const std::string less = "'" + name + "' value '" + value +
+                                             "' is less than compare value '" + compare_value + "'";
                     const Json::Value shrank = Mismatch(name, value, compare_value, type, delta, less);
                     counter_mismatches.append(shrank);
                     compare_mismatches.append(shrank);
@@ -655,18 +657,19 @@ bool CompareNvmeInfo(const Json::Value& compare, Json::Value& info, std::string 
     return compare_mismatches.empty();
 }
 
-std::string GetCompareType(const std::string& compareSetting, const std::string& name, const std::string& source,
-                           bool sameDrive) {
+std::string GetCompareType(const std::string& compareSetting, const std::string& name,
+                           const std::string& source, bool sameDrive) {
     if (IsOneOf(name, {"Host Timestamp", "Host Timestamp Decoded"})) {
         return "ignore";
     }
     if (compareSetting == "all") {
         return "exact";
     }
-    if (IsOneOf(name, {"Host Memory Descriptor List Address (HMDLAL)", "Host Memory Descriptor List Address (HMDLAU)",
-                       "Timestamp", "Timestamp Decoded", "Namespace 1 Utilization (NUSE)",
-                       "Highest Version Detected"}) ||
-        IsOneOf(source, {"Log Page 1", "Log Page 4", "Log Page 5", "Log Page 6", "Log Page D", "Get Feature 02h"})) {
+    if (IsOneOf(name, {"Host Memory Descriptor List Address (HMDLAL)",
+                       "Host Memory Descriptor List Address (HMDLAU)", "Timestamp", "Timestamp Decoded",
+                       "Namespace 1 Utilization (NUSE)", "Highest Version Detected"}) ||
+        IsOneOf(source,
+                {"Log Page 1", "Log Page 4", "Log Page 5", "Log Page 6", "Log Page D", "Get Feature 02h"})) {
         return "ignore";
     }
     if (compareSetting == "firmware" && (name == "Firmware Revision (FR)" || source == "Log Page 3")) {
@@ -678,9 +681,11 @@ std::string GetCompareType(const std::string& compareSetting, const std::string&
     if (name == "Composite Temperature" || name.compare(0, 18, "Temperature Sensor") == 0) {
         return "ignore";
     }
-    if (IsOneOf(name, {"Available Space Below Threshold", "Media in Read-only", "Temperature Over/Under Threshold",
-                       "Volatile Memory Backup Failed", "Persistent Memory Unreliable", "NVM Subsystem Unreliable",
-                       "EG Available Space Below Threshold", "EG Media in Read-only", "EG NVM Subsystem Unreliable"})) {
+    if (IsOneOf(
+            name,
+            {"Available Space Below Threshold", "Media in Read-only", "Temperature Over/Under Threshold",
+             "Volatile Memory Backup Failed", "Persistent Memory Unreliable", "NVM Subsystem Unreliable",
+             "EG Available Space Below Threshold", "EG Media in Read-only", "EG NVM Subsystem Unreliable"})) {
         return "exact";
     }
     if (name == "Percent Throttled" || !sameDrive) {
@@ -731,7 +736,8 @@ bool GreaterEqual(const std::string& value, const std::string& compareValue) {
     }
     double now_real = 0;
     double before_real = 0;
-    return ParseReal(now.number, now_real) && ParseReal(before.number, before_real) && now_real >= before_real;
+    return ParseReal(now.number, now_real) && ParseReal(before.number, before_real) &&
+           now_real >= before_real;
 }
 
 }  // namespace orka
