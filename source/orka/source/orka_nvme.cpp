@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <initializer_list>
+#include <string_view>
 #include <vector>
 
 namespace orka {
@@ -223,14 +224,24 @@ namespace {
 
 constexpr const char* RULE_OPERATORS[] = {"match", "not-match", ">", ">=", "=", "!=", "<", "<="};
 
-bool IsOneOf(const std::string& text, std::initializer_list<const char*> candidates) {
-    return std::any_of(candidates.begin(), candidates.end(),
-                       [&text](const char* candidate) { return text == candidate; });
+bool IsOneOf(std::string_view text, std::initializer_list<std::string_view> candidates) {
+    return std::find(candidates.begin(), candidates.end(), text) != candidates.end();
 }
 
 // The member `name` of an object, or nullptr; never adds a member.
-const Json::Value* FindMember(const Json::Value& object, const std::string& name) {
+const Json::Value* FindMember(const Json::Value& object, std::string_view name) {
     return object.isObject() ? object.find(name.data(), name.data() + name.size()) : nullptr;
+}
+
+// The text of a string member without copying it; empty when there is none.
+std::string_view MemberText(const Json::Value& object, std::string_view name) {
+    const Json::Value* member = FindMember(object, name);
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    if (member == nullptr || !member->getString(&begin, &end)) {
+        return {};
+    }
+    return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 // info "nvme" / "parameters" when it is an object, else nullptr.
@@ -577,88 +588,9 @@ Json::Value Mismatch(const std::string& name, const std::string& value, const st
     return record;
 }
 
-}  // namespace
-
-bool CompareNvmeInfo(const Json::Value& compare, Json::Value& info, std::string compareSetting) {
-    const TimePoint start = std::chrono::system_clock::now();
-    LOG_DEBUG << "CompareNvmeInfo started...";
-    Json::Value& compare_mismatches = info["compare mismatches"] = Json::Value(Json::arrayValue);
-    Json::Value& all_mismatches = info["all mismatches"] = Json::Value(Json::arrayValue);
-    Json::Value& static_mismatches = info["static mismatches"] = Json::Value(Json::arrayValue);
-    Json::Value& counter_mismatches = info["counter mismatches"] = Json::Value(Json::arrayValue);
-    try {
-        static const Json::Value NO_PARAMETERS(Json::objectValue);
-        const Json::Value* found = FindParameters(compare);
-        const Json::Value& earlier = found != nullptr ? *found : NO_PARAMETERS;
-        if (FindParameters(info) != nullptr) {
-            Json::Value& parameters = info["nvme"]["parameters"];
-            bool same_drive = true;
-            const Json::Value* serial = FindMember(parameters, "Serial Number (SN)");
-            const Json::Value* earlier_serial = FindMember(earlier, "Serial Number (SN)");
-            if (serial != nullptr && earlier_serial != nullptr &&
-                (*serial)["value"].asString() != (*earlier_serial)["value"].asString()) {
-                same_drive = false;
-            }
-            LOG_DEBUG << (same_drive ? " Comparing against the same drive"
-                                     : " Comparing against different drives");
-            for (auto entry = parameters.begin(); entry != parameters.end(); ++entry) {
-                Json::Value& record = *entry;
-                const std::string name = record["name"].asString();
-                const std::string value = record["value"].asString();
-                const std::string type =
-                    GetCompareType(compareSetting, name, record["source"].asString(), same_drive);
-                const Json::Value* earlier_record = FindMember(earlier, entry.name());
-                if (earlier_record == nullptr) {
-                    record["compare type"] = "missing";
-                    const std::string message = "'" + name + "' parameter missing in compare file";
-                    const Json::Value missing =
-                        Mismatch(name, value, "", type, "Compare value missing", message);
-                    all_mismatches.append(missing);
-                    if (type != "ignore") {
-                        compare_mismatches.append(missing);
-                        LOG_ERROR << "Compare fail: " << message;
-                    }
-                    continue;
-                }
-                record["compare type"] = type;
-                const std::string compare_value = (*earlier_record)["value"].asString();
-                if (value == compare_value) {
-                    continue;
-                }
-                const std::string delta = GetDelta(value, compare_value);
-                const std::string message = "'" + name + "' value '" + value +
-                                            "' does not match compare value '" + compare_value + "'";
-                const Json::Value differs = Mismatch(name, value, compare_value, type, delta, message);
-                all_mismatches.append(differs);
-                if (type == "exact") {
-                    static_mismatches.append(differs);
-                    compare_mismatches.append(differs);
-                    LOG_ERROR << "Compare fail: " << message;
-                } else if (type == "counter" && !GreaterEqual(value, compare_value)) {
-                    const std::string less = "'" + name + "' value '" + value +
-                                             "' is less than compare value '" + compare_value + "'";
-                    const Json::Value shrank = Mismatch(name, value, compare_value, type, delta, less);
-                    counter_mismatches.append(shrank);
-                    compare_mismatches.append(shrank);
-                    LOG_ERROR << "Compare fail: " << less;
-                }
-            }
-        }
-        LOG_DEBUG << "Compare Nvme Information completed in " << GetHiResDiffTimeString(start, 3) << " with "
-                  << compare_mismatches.size() << " mismatches";
-    } catch (...) {
-        try {
-            RethrowWithOrigin(__func__, "source/orka/source/orka_nvme", __LINE__);
-        } catch (const std::exception& located) {
-            LOG_ERROR << located.what();
-            throw;
-        }
-    }
-    return compare_mismatches.empty();
-}
-
-std::string GetCompareType(const std::string& compareSetting, const std::string& name,
-                           const std::string& source, bool sameDrive) {
+// GetCompareType without copies, for the walk over every parameter.
+const char* CompareTypeOf(std::string_view compareSetting, std::string_view name, std::string_view source,
+                          bool sameDrive) {
     if (IsOneOf(name, {"Host Timestamp", "Host Timestamp Decoded"})) {
         return "ignore";
     }
@@ -678,7 +610,7 @@ std::string GetCompareType(const std::string& compareSetting, const std::string&
     if (source != "Log Page 2") {
         return "exact";
     }
-    if (name == "Composite Temperature" || name.compare(0, 18, "Temperature Sensor") == 0) {
+    if (name == "Composite Temperature" || name.substr(0, 18) == "Temperature Sensor") {
         return "ignore";
     }
     if (IsOneOf(
@@ -692,6 +624,122 @@ std::string GetCompareType(const std::string& compareSetting, const std::string&
         return "ignore";
     }
     return "counter";
+}
+
+// An object member's name as it is stored, without copying it.
+template <typename Iterator>
+std::string_view MemberName(const Iterator& entry) {
+    const char* end = nullptr;
+    const char* begin = entry.memberName(&end);
+    return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+struct MismatchLists {
+    Json::Value& compare;
+    Json::Value& all;
+    Json::Value& exact;
+    Json::Value& counter;
+};
+
+// Decides how one parameter record compares with its earlier record (nullptr
+// when the reference lacks it), marks the record and files any difference.
+void CompareParameter(Json::Value& record, const Json::Value* earlier, std::string_view compareSetting,
+                      bool sameDrive, MismatchLists& lists) {
+    static const Json::StaticString COMPARE_TYPE("compare type");
+    const char* type =
+        CompareTypeOf(compareSetting, MemberText(record, "name"), MemberText(record, "source"), sameDrive);
+    const std::string_view value = MemberText(record, "value");
+    if (earlier == nullptr) {
+        record[COMPARE_TYPE] = Json::StaticString("missing");
+        const std::string name(MemberText(record, "name"));
+        const std::string message = "'" + name + "' parameter missing in compare file";
+        const Json::Value missing =
+            Mismatch(name, std::string(value), "", type, "Compare value missing", message);
+        lists.all.append(missing);
+        if (std::string_view(type) != "ignore") {
+            lists.compare.append(missing);
+            LOG_ERROR << "Compare fail: " << message;
+        }
+        return;
+    }
+    record[COMPARE_TYPE] = Json::StaticString(type);
+    if (value == MemberText(*earlier, "value")) {
+        return;
+    }
+    const std::string name(MemberText(record, "name"));
+    const std::string now(value);
+    const std::string before(MemberText(*earlier, "value"));
+    const std::string message =
+        "'" + name + "' value '" + now + "' does not match compare value '" + before + "'";
+    const std::string delta = GetDelta(now, before);
+    const Json::Value differs = Mismatch(name, now, before, type, delta, message);
+    lists.all.append(differs);
+    if (std::string_view(type) == "exact") {
+        lists.exact.append(differs);
+        lists.compare.append(differs);
+        LOG_ERROR << "Compare fail: " << message;
+    } else if (std::string_view(type) == "counter" && !GreaterEqual(now, before)) {
+        const std::string less =
+            "'" + name + "' value '" + now + "' is less than compare value '" + before + "'";
+        const Json::Value shrank = Mismatch(name, now, before, type, delta, less);
+        lists.counter.append(shrank);
+        lists.compare.append(shrank);
+        LOG_ERROR << "Compare fail: " << less;
+    }
+}
+
+}  // namespace
+
+bool CompareNvmeInfo(const Json::Value& compare, Json::Value& info, std::string compareSetting) {
+    const TimePoint start = std::chrono::system_clock::now();
+    LOG_DEBUG << "CompareNvmeInfo started...";
+    MismatchLists lists{info["compare mismatches"] = Json::Value(Json::arrayValue),
+                        info["all mismatches"] = Json::Value(Json::arrayValue),
+                        info["static mismatches"] = Json::Value(Json::arrayValue),
+                        info["counter mismatches"] = Json::Value(Json::arrayValue)};
+    try {
+        static const Json::Value NO_PARAMETERS(Json::objectValue);
+        const Json::Value* found = FindParameters(compare);
+        const Json::Value& earlier = found != nullptr ? *found : NO_PARAMETERS;
+        if (FindParameters(info) != nullptr) {
+            Json::Value& parameters = info["nvme"]["parameters"];
+            bool same_drive = true;
+            const Json::Value* serial = FindMember(parameters, "Serial Number (SN)");
+            const Json::Value* earlier_serial = FindMember(earlier, "Serial Number (SN)");
+            if (serial != nullptr && earlier_serial != nullptr &&
+                MemberText(*serial, "value") != MemberText(*earlier_serial, "value")) {
+                same_drive = false;
+            }
+            LOG_DEBUG << (same_drive ? " Comparing against the same drive"
+                                     : " Comparing against different drives");
+            // Both member lists are sorted by name: one walk along both pairs them up.
+            auto earlier_entry = earlier.begin();
+            for (auto entry = parameters.begin(); entry != parameters.end(); ++entry) {
+                const std::string_view name = MemberName(entry);
+                while (earlier_entry != earlier.end() && MemberName(earlier_entry) < name) {
+                    ++earlier_entry;
+                }
+                const bool found = earlier_entry != earlier.end() && MemberName(earlier_entry) == name;
+                CompareParameter(*entry, found ? &*earlier_entry : nullptr, compareSetting, same_drive,
+                                 lists);
+            }
+        }
+        LOG_DEBUG << "Compare Nvme Information completed in " << GetHiResDiffTimeString(start, 3) << " with "
+                  << lists.compare.size() << " mismatches";
+    } catch (...) {
+        try {
+            RethrowWithOrigin(__func__, "source/orka/source/orka_nvme", __LINE__);
+        } catch (const std::exception& located) {
+            LOG_ERROR << located.what();
+            throw;
+        }
+    }
+    return lists.compare.empty();
+}
+
+std::string GetCompareType(const std::string& compareSetting, const std::string& name,
+                           const std::string& source, bool sameDrive) {
+    return CompareTypeOf(compareSetting, name, source, sameDrive);
 }
 
 std::string GetDelta(const std::string& value, const std::string& compareValue) {
