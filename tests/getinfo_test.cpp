@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 #include "support/parameters.h"
 #include "support/simulator.h"
@@ -99,19 +100,19 @@ TEST(ReadCommand, SamplesFilesAndVerdicts) {
         {run_of_four + "0}",
          identify_fails_late,
          Sampled({1, 4}),
-         {PASSED, PASSED, "Sample 3 failed read", "Sample 4 failed read"},
+         {PASSED, PASSED, "Sample 3 failed read and compare", "Sample 4 failed read and compare"},
          22,
          " Found errors on 2 samples of 4 total samples"},
         {run_of_four + "1}",
          identify_fails_late,
          Sampled({1, 3, 4}),
-         {PASSED, PASSED, "Sample 3 failed read", "Sample 4 failed read"},
+         {PASSED, PASSED, "Sample 3 failed read and compare", "Sample 4 failed read and compare"},
          22,
          " Found errors on 2 samples of 4 total samples"},
         {run_of_four + "3}",
          identify_fails_late,
          Sampled({1, 3, 4}),
-         {PASSED, PASSED, "Sample 3 failed read", "Sample 4 failed read"},
+         {PASSED, PASSED, "Sample 3 failed read and compare", "Sample 4 failed read and compare"},
          21,
          " Found errors on 2 samples of 4 total samples"},
         {R"({"fail limit": 2})",
@@ -223,6 +224,135 @@ TEST(ReadCommand, NamespacesAndTotalSize) {
             }
         }
         EXPECT_EQ(identify, c.identify) << c.profile << " " << c.faults;
+    }
+}
+
+// A rules file and a compare file steer each sample's verdict; a missing or broken one stops the run.
+TEST(ReadCommand, RulesAndComparison) {
+    const auto baseline = RunRead("rich-1.4", "{}");
+    ASSERT_EQ(baseline.exit_code, 0) << baseline.console;
+    const Json::Value reference = JsonFile(baseline, "nvme.info.json");
+    const auto with_value = [&reference](const std::string& name, const std::string& value) {
+        Json::Value changed = reference;
+        changed["nvme"]["parameters"][name]["value"] = value;
+        return changed.toStyledString();
+    };
+    const std::string rules_pass = R"({"rules": ["'Model' match Brantix Sim Rich 2TB NVMe 1.4",
+                                                 "'Number of Namespaces (NN)' <= 4"]})";
+    const std::string rules_fail = R"({"rules": ["'Number of Namespaces (NN)' < 4"]})";
+    const std::string firmware = with_value("Firmware Revision (FR)", "OLDFW");
+    const std::string two = R"("samples": 2, "log sample rate": 0, )";
+    const struct {
+        std::string changes;
+        std::map<std::string, std::string> files;
+        int rc;
+        std::string last;  // the message line before the verdict
+        Names samples;
+    } cases[] = {
+        {R"({"rules file": "limits"})",
+         {{"limits.rules.json", rules_pass}},
+         0,
+         " No errors found ",
+         {PASSED}},
+        {"{" + two + R"("rules file": "limits.rules.json", "fail limit": 3})",
+         {{"limits.rules.json", rules_fail}},
+         21,
+         " Found errors on 2 samples of 2 total samples",
+         {"Sample 1 failed verify", "Sample 2 failed verify"}},
+        {"{" + two + R"("rules file": "limits", "fail limit": 2})",
+         {{"limits.rules.json", rules_fail}},
+         22,
+         " Found errors on 2 samples of 2 total samples",
+         {"Sample 1 failed verify", "Sample 2 failed verify"}},
+        // The host time stamps always differ and are always ignored.
+        {R"({"compare file": "before.json", "compare type": "all"})",
+         {{"before.json", reference.toStyledString()}},
+         0,
+         " No errors found ",
+         {PASSED}},
+        {R"({"compare file": "before.json"})",
+         {{"before.json", firmware}},
+         22,
+         " Found errors",
+         {"Sample 1 failed compare"}},
+        {R"({"compare file": "before.json", "compare type": "all"})",
+         {{"before.json", firmware}},
+         22,
+         " Found errors",
+         {"Sample 1 failed compare"}},
+        {R"({"compare file": "before.json", "compare type": "firmware"})",
+         {{"before.json", firmware}},
+         0,
+         " No errors found ",
+         {PASSED}},
+        {R"({"compare file": "before.json", "rules file": "limits"})",
+         {{"before.json", firmware}, {"limits.rules.json", rules_fail}},
+         22,
+         " Found errors",
+         {"Sample 1 failed verify and compare"}},
+    };
+    for (const auto& c : cases) {
+        RunOptions options;
+        options.files = c.files;
+        const auto run = RunRead("rich-1.4", c.changes, "", options);
+        EXPECT_EQ(run.exit_code, c.rc) << c.changes << run.console;
+        const auto lines = run.ConsoleLines();
+        ASSERT_GE(lines.size(), 3u);
+        EXPECT_EQ(lines[lines.size() - 3], c.last) << c.changes;
+        EXPECT_EQ(SampleMessages(JsonFile(run, "read.summary.json")), c.samples) << c.changes;
+    }
+    // The firmware revision under the default comparison: one exact mismatch, counted in the summary.
+    RunOptions options;
+    options.files = {{"before.json", firmware}};
+    const auto run = RunRead("rich-1.4", R"({"compare file": "before.json"})", "", options);
+    const Json::Value info = JsonFile(run, "nvme.info.json");
+    ASSERT_EQ(info["static mismatches"].size(), 1u);
+    EXPECT_EQ(info["static mismatches"][0]["message"].asString(),
+              "'Firmware Revision (FR)' value '" +
+                  testing_support::ParameterValue(reference, "Firmware Revision (FR)") +
+                  "' does not match compare value 'OLDFW'");
+    EXPECT_EQ(JsonFile(run, "read.summary.json")["read details"]["static mismatches"].asInt(), 1);
+}
+
+// A rules or compare file that is missing or broken ends the run before any sample.
+TEST(ReadCommand, MissingOrBrokenRulesAndCompareFiles) {
+    const struct {
+        std::string changes;
+        std::map<std::string, std::string> files;
+        int rc;
+        std::string message;  // with <dir> for the run's folder
+    } cases[] = {
+        {R"({"rules file": "absent"})", {}, 16, "Failed to find rules file: <dir>/absent.rules.json"},
+        {R"({"rules file": "bad"})",
+         {{"bad.rules.json", "{"}},
+         17,
+         "Failed parsing JSON data from file '<dir>/bad.rules.json'"},
+        {R"({"rules file": "bad"})",
+         {{"bad.rules.json", R"({"rules": ["'Nothing' < 1"]})"}},
+         16,
+         "Invalid rule file: <dir>/bad.rules.json"},
+        {R"({"compare file": "absent.json"})", {}, 16, "Failed to find compare file: <dir>/absent.json"},
+        {R"({"compare file": "bad.json"})",
+         {{"bad.json", "{"}},
+         17,
+         "Failed parsing JSON data from file '<dir>/bad.json'"},
+        {R"({"compare file": "other.json"})",
+         {{"other.json", R"({"_metadata": {"file type": "summary"}})"}},
+         16,
+         "Invalid compare file: <dir>/other.json"},
+    };
+    for (const auto& c : cases) {
+        RunOptions options;
+        options.files = c.files;
+        const auto run = RunRead("rich-1.4", c.changes, "", options);
+        EXPECT_EQ(run.exit_code, c.rc) << c.changes;
+        std::string message = c.message;
+        const auto dir = message.find("<dir>");
+        message.replace(dir, dir == std::string::npos ? 0 : 5, std::filesystem::canonical(run.dir).string());
+        const auto lines = run.ConsoleLines();
+        EXPECT_NE(std::find(lines.begin(), lines.end(), message), lines.end()) << c.changes << run.console;
+        EXPECT_FALSE(run.Exists("read.summary.json")) << c.changes;
+        EXPECT_TRUE(run.Journal().empty()) << c.changes;
     }
 }
 
