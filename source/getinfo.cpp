@@ -1,8 +1,13 @@
 // The read command type: samples of a drive's whole information at a fixed rate, each checked
 // against the rules and compared with a reference, kept as information files and summarised.
+#include <malloc.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "brantix.h"
@@ -105,6 +110,73 @@ std::string AbsolutePath(const std::string& path) {
     return std::filesystem::absolute(path).lexically_normal().string();
 }
 
+// The run's command records ("command times") wait in a file beside the summary rather than in
+// memory: a long run sends tens of thousands of commands. Each sample's records are moved there
+// as soon as it is done, and the summary is written with them spliced in, formatted as the JSON
+// writer would have formatted them in place.
+class CommandTimesSpool {
+  public:
+    explicit CommandTimesSpool(const std::string& summary_path)
+        : path_(summary_path + ".commands-" + std::to_string(::getpid())), out_(path_, std::ios::trunc) {
+        if (!out_.is_open()) {
+            throw orka::OrkaError("Could not open file to write JSON data to '" + path_ + "'");
+        }
+    }
+    ~CommandTimesSpool() { std::remove(path_.c_str()); }
+    CommandTimesSpool(const CommandTimesSpool&) = delete;
+    CommandTimesSpool& operator=(const CommandTimesSpool&) = delete;
+
+    // Moves the records out of `records`, leaving it an empty array.
+    void Take(Json::Value& records) {
+        for (const Json::Value& record : records) {
+            // Elements of a member's array stand two tabs deep in the summary.
+            std::string text = Json::writeString(writer_, record);
+            for (std::size_t line = text.find('\n'); line != std::string::npos;
+                 line = text.find('\n', line + 3)) {
+                text.insert(line + 1, "\t\t");
+            }
+            out_ << (count_++ == 0 ? "\t\t" : ",\n\t\t") << text;
+        }
+        records = Json::Value(Json::arrayValue);
+        if (!out_) {
+            throw orka::OrkaError("Failed writing JSON data to '" + path_ + "'");
+        }
+    }
+
+    // Writes `summary` to `path` with the spooled records as its "command times".
+    void WriteSummary(const std::string& path, const Json::Value& summary) {
+        out_.flush();
+        Json::Value shell = summary;
+        shell["command times"] = "spooled";
+        const std::string text = Json::writeString(writer_, shell);
+        // The one member of that name at the top level, one tab deep.
+        const std::string member = "\n\t\"command times\" : ";
+        const std::string quoted = member + "\"spooled\"";
+        std::size_t at = text.find(quoted);
+        if (at == std::string::npos) {
+            throw orka::OrkaError("Failed writing JSON data to '" + path + "'");
+        }
+        at += member.size();
+        const std::size_t end = at + quoted.size() - member.size();
+        orka::WriteFileByRename(path, [&](std::ostream& file) {
+            file << text.substr(0, at);
+            if (count_ == 0) {
+                file << "[]";
+            } else {
+                std::ifstream spooled(path_);
+                file << "\n\t[\n" << spooled.rdbuf() << "\n\t]";
+            }
+            file << text.substr(end);
+        });
+    }
+
+  private:
+    std::string path_;
+    std::ofstream out_;
+    Json::StreamWriterBuilder writer_;
+    std::size_t count_ = 0;
+};
+
 }  // namespace
 
 int Read(Json::Value& settings) {
@@ -155,6 +227,12 @@ int Read(Json::Value& settings) {
     const std::string summary_path = AbsolutePath((log_directory / "read.summary.json").string());
     summary["_settings"].removeMember("compare file");
     summary["_settings"].removeMember("rules");
+
+    CommandTimesSpool command_times(summary_path);
+    // Every sample allocates and frees the same large buffers: keep the heap instead of returning
+    // it to the system and faulting it back in on the next sample.
+    mallopt(M_MMAP_THRESHOLD, 16 * 1024 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);
 
     const unsigned int samples = settings["samples"].asUInt();
     const unsigned int interval = settings["interval in ms"].asUInt();
@@ -249,6 +327,7 @@ int Read(Json::Value& settings) {
         }
         sample_records.append(failed ? GetSampleInfo(1, failure, info, sample_start, timestamp)
                                      : GetSampleInfo(0, "PASSED", info, sample_start, timestamp));
+        command_times.Take(summary["command times"]);
         if (interrupted) {
             break;
         }
@@ -277,14 +356,17 @@ int Read(Json::Value& settings) {
     LOG_INFO << " Run Time:           " << details["run time"].asString();
     LOG_INFO << " Summary File        " << summary_path;
 
+    const SummaryWriter write = [&command_times](const std::string& path, const Json::Value& document) {
+        command_times.WriteSummary(path, document);
+    };
     if (errors == 0) {
         return LogResult(summary, 0,
                          samples == 1 ? " No errors found "
                                       : " No errors found on " + std::to_string(completed) + " samples",
-                         summary_path);
+                         summary_path, write);
     }
     const std::string message = samples == 1 ? " Found errors"
                                              : " Found errors on " + std::to_string(errors) + " samples of " +
                                                    std::to_string(completed) + " total samples";
-    return LogResult(summary, errors < fail_limit ? 21 : 22, message, summary_path);
+    return LogResult(summary, errors < fail_limit ? 21 : 22, message, summary_path, write);
 }

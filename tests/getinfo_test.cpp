@@ -43,6 +43,9 @@ Names InfoFiles(const SimulatedRun& run) {
     Names names;
     for (const auto& entry : std::filesystem::directory_iterator(run.dir)) {
         const std::string name = entry.path().filename().string();
+        // Nothing is left under a temporary name.
+        EXPECT_EQ(name.find(".partial-"), std::string::npos);
+        EXPECT_EQ(name.find(".commands-"), std::string::npos);
         if (name.rfind("nvme.info", 0) == 0) {
             names.push_back(name);
         }
@@ -128,6 +131,10 @@ TEST(ReadCommand, SamplesFilesAndVerdicts) {
         EXPECT_EQ(run.exit_code, c.rc) << where << run.console;
         EXPECT_EQ(InfoFiles(run), c.files) << where;
         const Json::Value summary = JsonFile(run, "read.summary.json");
+        // The command records are spliced in as the JSON writer would have written them.
+        EXPECT_EQ(run.Read("read.summary.json"), Json::writeString(Json::StreamWriterBuilder(), summary))
+            << where;
+        EXPECT_EQ(summary["command times"].size() % c.samples.size(), 0u) << where;
         EXPECT_EQ(SampleMessages(summary), c.samples) << where;
         EXPECT_EQ(summary["_cmd"]["message"].asString(), c.message) << where;
         EXPECT_EQ(summary["_cmd"]["return code"].asInt(), c.rc) << where;

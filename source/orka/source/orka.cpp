@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iomanip>
 #include <memory>
 
@@ -164,16 +165,15 @@ void ReadJsonFile(const std::string& path, Json::Value& value) {
     LOG_DEBUG << "Read JSON data from file '" << path << "' in " << GetHiResDiffTimeString(start, 3);
 }
 
-void WriteJsonFile(const std::string& path, const Json::Value& value) {
-    const TimePoint start = std::chrono::system_clock::now();
-    // The document goes to a temporary name beside the target and is renamed into place, so an
+void WriteFileByRename(const std::string& path, const std::function<void(std::ostream&)>& fill) {
+    // The text goes to a temporary name beside the target and is renamed into place, so an
     // interrupted run or a full disk never leaves a truncated file under the real name.
     const std::string partial = path + ".partial-" + std::to_string(::getpid());
     std::ofstream file(partial, std::ios::out | std::ios::trunc);
     if (!file.is_open()) {
         throw OrkaError("Could not open file to write JSON data to '" + path + "'");
     }
-    file << value;
+    fill(file);
     file.close();
     if (file.fail()) {
         std::remove(partial.c_str());
@@ -184,6 +184,11 @@ void WriteJsonFile(const std::string& path, const Json::Value& value) {
         std::remove(partial.c_str());
         throw OrkaError("Failed writing JSON data to '" + path + "': " + reason);
     }
+}
+
+void WriteJsonFile(const std::string& path, const Json::Value& value) {
+    const TimePoint start = std::chrono::system_clock::now();
+    WriteFileByRename(path, [&value](std::ostream& out) { out << value; });
     LOG_DEBUG << "Wrote JSON data to file '" << path << "' in " << GetHiResDiffTimeString(start, 3);
 }
 
