@@ -19,7 +19,11 @@ using testing_support::Expected;
 // Identify Controller with OAES (byte 92), CMIC (76), LPA (261) and NPSS (263) set.
 ORKA_NVME_IDENTIFY_CONTROLLER_DATA Controller(std::uint32_t oaes, std::uint8_t cmic, std::uint8_t lpa,
                                               std::uint8_t npss) {
-    return ByteFixture(4096).put32(92, oaes).put8(76, cmic).put8(261, lpa).put8(263, npss)
+    return ByteFixture(4096)
+        .put32(92, oaes)
+        .put8(76, cmic)
+        .put8(261, lpa)
+        .put8(263, npss)
         .as<ORKA_NVME_IDENTIFY_CONTROLLER_DATA>();
 }
 
@@ -44,31 +48,52 @@ TEST_F(FeatureDecoder, DwordValueRules) {
         unsigned int dword;
         std::vector<Expected> expected;
     } cases[] = {
-        {"power of two below 7, then no limit", 0x01, 0x03070F03,
-         {{"Arbitration Burst (AB)", "3 (2^3=8)"}, {"Low Priority Weight (LPW)", "16"},
-          {"Medium Priority Weight (MPW)", "8"}, {"High Priority Weight (HPW)", "4"}}},
+        {"power of two below 7, then no limit",
+         0x01,
+         0x03070F03,
+         {{"Arbitration Burst (AB)", "3 (2^3=8)"},
+          {"Low Priority Weight (LPW)", "16"},
+          {"Medium Priority Weight (MPW)", "8"},
+          {"High Priority Weight (HPW)", "4"}}},
         {"power of two below 7, then no limit", 0x01, 7, {{"Arbitration Burst (AB)", "No Limit"}}},
-        {"plain decimal fields", 0x02, 0x61, {{"Current Power State (PS)", "1"}, {"Workload Hint (WH)", "3"}}},
+        {"plain decimal fields",
+         0x02,
+         0x61,
+         {{"Current Power State (PS)", "1"}, {"Workload Hint (WH)", "3"}}},
         {"plain decimal fields", 0x12, 0xF2, {{"Read Recovery Level (RRL)", "2"}}},
-        {"zero has its own text", 0x05, 0x10005,
+        {"zero has its own text",
+         0x05,
+         0x10005,
          {{"Time Limited Error Recovery (TLER)", "500 mS"},
           {"Deallocated or Unwritten Logical Block Error Enable (DULBE)", "Enabled"}}},
         {"zero has its own text", 0x05, 0, {{"Time Limited Error Recovery (TLER)", "No Timeout"}}},
-        {"zero has its own text", 0x08, 0xFF05,
+        {"zero has its own text",
+         0x08,
+         0xFF05,
          {{"Aggregation Time (TIME)", "25500 uS"}, {"Aggregation Threshold (THR)", "6"}}},
         {"zero has its own text", 0x08, 0, {{"Aggregation Time (TIME)", "No Delay"}}},
         {"zero has its own text", 0x0F, 12000, {{"Keep Alive Timeout (KATO)", "12,000 mS"}}},
         {"zero has its own text", 0x0F, 0, {{"Keep Alive Timeout (KATO)", "Disabled"}}},
-        {"zero has its own text", 0x10, 0x00000157,
+        {"zero has its own text",
+         0x10,
+         0x00000157,
          {{"Thermal Management Temperature 1 (TMT1)", "Disabled"},
           {"Thermal Management Temperature 2 (TMT2)", "70 C"}}},
         {"single bits", 0x06, 0xFFFFFFFE, {{"Volatile Write Cache Enable (WCE)", "Disabled"}}},
         {"single bits", 0x0A, 1, {{"Disable Normal (DN)", "Supported"}}},
-        {"single bits", 0x11, 1, {{"Non-Operational Power State Permissive Mode Enable (NOPPME)", "Enabled"}}},
+        {"single bits",
+         0x11,
+         1,
+         {{"Non-Operational Power State Permissive Mode Enable (NOPPME)", "Enabled"}}},
         {"single bits", 0x13, 0, {{"Predictable Latency Enable", "Disabled"}}},
-        {"window select", 0x14, 2, {{"Predictable Latency Mode Window Select", "Non-Deterministic Window (NDWIN)"}}},
+        {"window select",
+         0x14,
+         2,
+         {{"Predictable Latency Mode Window Select", "Non-Deterministic Window (NDWIN)"}}},
         {"window select", 0x14, 3, {{"Predictable Latency Mode Window Select", "Reserved"}}},
-        {"hundreds of milliseconds", 0x15, 0x00780001,
+        {"hundreds of milliseconds",
+         0x15,
+         0x00780001,
          {{"LBA Status Information Poll Interval (LSIPI)", "12000 mS"},
           {"LBA Status Information Report Interval (LSIRI)", "100 mS"}}},
     };
@@ -79,9 +104,10 @@ TEST_F(FeatureDecoder, DwordValueRules) {
 }
 
 TEST_F(FeatureDecoder, AsynchronousEventNoticesFollowTheControllersSupport) {
-    const std::vector<std::string> newer = {
-        "Endurance Group Aggregate Log Change Notices Enable", "LBA Status Information Notices Enable",
-        "Predictable Latency Aggregate Log Change Notices Enable", "Asymmetric Namespace Access Change Notices Enable"};
+    const std::vector<std::string> newer = {"Endurance Group Aggregate Log Change Notices Enable",
+                                            "LBA Status Information Notices Enable",
+                                            "Predictable Latency Aggregate Log Change Notices Enable",
+                                            "Asymmetric Namespace Access Change Notices Enable"};
     // Every notice bit on, bit 12 off; SMART warnings 0x1F.
     const Json::Value all = Decode(0x0B, 0x6F1F, ByteFixture(0), Controller(0x7F00, 0x08, 0x08, 0));
     EXPECT_EQ(all["nvme"]["parameters"].size(), 8u);
@@ -153,15 +179,17 @@ class SimulatedFeatures : public FeatureDecoder {
     void TearDown() override { testing_support::StopSimulation(); }
 
     // Runs `get` on drive `controller` of `profile` with every feature switched on.
-    int Run(const std::string& profile, int (*get)(int, Json::Value&, Json::Value&, const Json::Value&,
-                                                   const ORKA_NVME_IDENTIFY_CONTROLLER_DATA&),
+    int Run(const std::string& profile,
+            int (*get)(int, Json::Value&, Json::Value&, const Json::Value&,
+                       const ORKA_NVME_IDENTIFY_CONTROLLER_DATA&),
             const std::string& faults = "", unsigned controller = 0) {
         testing_support::UseProfile(profile, faults);
         const orka::NVME_ID fd = orka::GetNvmeId("/dev/nvme" + std::to_string(controller), false);
         Json::Value none;
         EXPECT_EQ(orka::ReadIdentifyController(fd, identify, none, none), 0);
         Json::Value settings;
-        for (const char* id : {"01", "02", "04", "05", "06", "08", "0A", "0B", "0C", "0D", "0E", "0F", "10", "11"}) {
+        for (const char* id :
+             {"01", "02", "04", "05", "06", "08", "0A", "0B", "0C", "0D", "0E", "0F", "10", "11"}) {
             settings["read feature " + std::string(id) + "h"] = true;
         }
         const int result = get(fd, info, record, settings, identify);
@@ -191,7 +219,8 @@ TEST_F(SimulatedFeatures, ThresholdsOfTheSensorsTheHealthLogReported) {
         }
     }
     EXPECT_EQ(cdw11, (std::vector<unsigned>{0, 0x100000, 0x20000, 0x120000}));
-    EXPECT_EQ(Commands(), "Get Feature 4;Get Feature 4 (0x100000);Get Feature 4 (0x20000);Get Feature 4 (0x120000);");
+    EXPECT_EQ(Commands(),
+              "Get Feature 4;Get Feature 4 (0x100000);Get Feature 4 (0x20000);Get Feature 4 (0x120000);");
     EXPECT_EQ(record.size(), 4u);
     testing_support::ExpectParameters(info, {{"Composite Temperature Over Threshold", "85 C"},
                                              {"Composite Temperature Under Threshold", "-5 C"},
@@ -203,26 +232,30 @@ TEST_F(SimulatedFeatures, ThresholdsOfTheSensorsTheHealthLogReported) {
 TEST_F(SimulatedFeatures, CollectionOnDrivesOfEachKind) {
     // The rich drive answers every feature; the second dual drive has KAS 2 and no keep-alive read;
     // the faulty drive rejects feature 08h with a status and 0Bh with an errno.
-    ASSERT_EQ(Run("rich-1.4", [](int fd, Json::Value& i, Json::Value& r, const Json::Value& s,
-                                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& c) {
-                  orka::GetFeatures(fd, i, r, s, c);
-                  return 0;
-              }),
+    ASSERT_EQ(Run("rich-1.4",
+                  [](int fd, Json::Value& i, Json::Value& r, const Json::Value& s,
+                     const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& c) {
+                      orka::GetFeatures(fd, i, r, s, c);
+                      return 0;
+                  }),
               0);
-    EXPECT_EQ(Commands(), "Get Feature 1;Get Feature 2;Get Feature 4;Get Feature 4 (0x100000);Get Feature 5;"
-                          "Get Feature 6;Get Feature 8;Get Feature 10;Get Feature 11;Get Feature 12;"
-                          "Get Feature 13;Get Feature 14;Get Feature 15;Get Feature 16;Get Feature 17;");
+    EXPECT_EQ(Commands(),
+              "Get Feature 1;Get Feature 2;Get Feature 4;Get Feature 4 (0x100000);Get Feature 5;"
+              "Get Feature 6;Get Feature 8;Get Feature 10;Get Feature 11;Get Feature 12;"
+              "Get Feature 13;Get Feature 14;Get Feature 15;Get Feature 16;Get Feature 17;");
     EXPECT_EQ(info["nvme"]["parameters"].size(), 45u);
-    testing_support::ExpectParameters(info, {{"Asymmetric Namespace Access Change Notices Enable", "Enabled"},
-                                             {"Power State 4 Idle Time Prior to Transition (ITPT)", "Disabled"},
-                                             {"Timestamp Origin", "Host Programmed"},
-                                             {"Keep Alive Timeout (KATO)", "10,000 mS"}});
+    testing_support::ExpectParameters(info,
+                                      {{"Asymmetric Namespace Access Change Notices Enable", "Enabled"},
+                                       {"Power State 4 Idle Time Prior to Transition (ITPT)", "Disabled"},
+                                       {"Timestamp Origin", "Host Programmed"},
+                                       {"Keep Alive Timeout (KATO)", "10,000 mS"}});
 
     info = Json::Value();
     EXPECT_EQ(Run("dual-namespace", orka::GetFeature0F, "", 1), 0);
     EXPECT_EQ(Run("dual-namespace", orka::GetFeature0E, "", 1), 0);
     EXPECT_EQ(Commands(), "Get Feature 14;");
-    testing_support::ExpectParameters(info, {{"Timestamp Origin", "Controller Reset"}, {"Timestamp Stopped", "True"}});
+    testing_support::ExpectParameters(
+        info, {{"Timestamp Origin", "Controller Reset"}, {"Timestamp Stopped", "True"}});
 
     info = Json::Value();
     EXPECT_EQ(Run("faulty", orka::GetFeature08), 1);

@@ -25,7 +25,7 @@ constexpr unsigned short GET_FEATURES = 0x0A;
 constexpr unsigned int FEATURE_NAMESPACE = 1;
 constexpr BitField LOW_WORD{0, 16};
 constexpr BitField HIGH_WORD{16, 16};
-constexpr unsigned int THRESHOLD_UNDER = 0x100000;  // THSEL = 1
+constexpr unsigned int THRESHOLD_UNDER = 0x100000;   // THSEL = 1
 constexpr unsigned int THRESHOLD_SENSOR_SHIFT = 16;  // TMPSEL
 
 // ---------------------------------------------------------------------------
@@ -68,7 +68,9 @@ struct DwordRow {
 };
 
 const DwordRow DWORD_ROWS[] = {
-    {0x01, "Arbitration Burst (AB)", {0, 3},
+    {0x01,
+     "Arbitration Burst (AB)",
+     {0, 3},
      [](unsigned int v) { return v == 7 ? std::string("No Limit") : ToPowerOfTwo(v); }},
     {0x01, "Low Priority Weight (LPW)", {8, 8}, PlusOne},
     {0x01, "Medium Priority Weight (MPW)", {16, 8}, PlusOne},
@@ -79,7 +81,9 @@ const DwordRow DWORD_ROWS[] = {
      [](unsigned int v) { return v == 0 ? std::string("No Timeout") : ToNumberString(v * 100) + " mS"; }},
     {0x05, "Deallocated or Unwritten Logical Block Error Enable (DULBE)", Bit(16), Enabled},
     {0x06, "Volatile Write Cache Enable (WCE)", Bit(0), Enabled},
-    {0x08, "Aggregation Time (TIME)", {8, 8},
+    {0x08,
+     "Aggregation Time (TIME)",
+     {8, 8},
      [](unsigned int v) { return v == 0 ? std::string("No Delay") : std::to_string(v * 100) + " uS"; }},
     {0x08, "Aggregation Threshold (THR)", {0, 8}, PlusOne},
     {0x0A, "Disable Normal (DN)", Bit(0), [](unsigned int v) { return ToSupported(v); }},
@@ -93,8 +97,10 @@ const DwordRow DWORD_ROWS[] = {
      [](const Controller& c) { return GetBits(c.CMIC, Bit(3)) == 1; }},
     {0x0B, "Telemetry Log Notices Enable", Bit(10), Enabled,
      [](const Controller& c) { return GetBits(c.LPA, Bit(3)) == 1; }},
-    {0x0B, "Firmware Activation Notices Enable", Bit(9), Enabled, [](const Controller& c) { return Oaes(c, 9); }},
-    {0x0B, "Namespace Attribute Notices Enable", Bit(8), Enabled, [](const Controller& c) { return Oaes(c, 8); }},
+    {0x0B, "Firmware Activation Notices Enable", Bit(9), Enabled,
+     [](const Controller& c) { return Oaes(c, 9); }},
+    {0x0B, "Namespace Attribute Notices Enable", Bit(8), Enabled,
+     [](const Controller& c) { return Oaes(c, 8); }},
     {0x0B, "SMART Critical Warning Notices Enable", {0, 8}, [](unsigned int v) { return ToHexString(v, 2); }},
     {0x0C, "Autonomous Power State Transition Enable (APSTE)", Bit(0), Enabled},
     {0x0D, "Enable Host Memory (EHM)", Bit(0), Enabled},
@@ -104,7 +110,9 @@ const DwordRow DWORD_ROWS[] = {
     {0x11, "Non-Operational Power State Permissive Mode Enable (NOPPME)", Bit(0), Enabled},
     {0x12, "Read Recovery Level (RRL)", {0, 4}, Decimal},
     {0x13, "Predictable Latency Enable", Bit(0), Enabled},
-    {0x14, "Predictable Latency Mode Window Select", {0, 3},
+    {0x14,
+     "Predictable Latency Mode Window Select",
+     {0, 3},
      [](unsigned int v) -> std::string {
          switch (v) {
              case 1:
@@ -146,7 +154,8 @@ void DecodeApst(const unsigned char* buffer, unsigned int length, const Controll
             ReadLayout<ORKA_NVME_APST_ENTRY>(0x0C, buffer, length, state * sizeof(ORKA_NVME_APST_ENTRY));
         const std::string prefix = "Power State " + std::to_string(state);
         const unsigned int itpt = GetBits(entry.ITPS_ITPT.get(), APST_ITPT);
-        AddParameter(parameters, prefix + " Idle Time Prior to Transition (ITPT)", MillisecondsOrDisabled(itpt));
+        AddParameter(parameters, prefix + " Idle Time Prior to Transition (ITPT)",
+                     MillisecondsOrDisabled(itpt));
         if (itpt != 0) {
             AddParameter(parameters, prefix + " Idle Transition Power State (ITPS)",
                          Decimal(GetBits(entry.ITPS_ITPT.get(), APST_ITPS)));
@@ -158,8 +167,10 @@ void DecodeHostMemoryBuffer(const unsigned char* buffer, unsigned int length, co
                             Json::Value& parameters) {
     const auto data = ReadLayout<ORKA_NVME_FEATURE_0D_DATA>(0x0D, buffer, length);
     AddParameter(parameters, "Host Memory Buffer Size (HSIZE)", ToNumberString(data.HSIZE.get()));
-    AddParameter(parameters, "Host Memory Descriptor List Address (HMDLAL)", ToHexString(data.HMDLAL.get(), 8));
-    AddParameter(parameters, "Host Memory Descriptor List Address (HMDLAU)", ToHexString(data.HMDLAU.get(), 8));
+    AddParameter(parameters, "Host Memory Descriptor List Address (HMDLAL)",
+                 ToHexString(data.HMDLAL.get(), 8));
+    AddParameter(parameters, "Host Memory Descriptor List Address (HMDLAU)",
+                 ToHexString(data.HMDLAU.get(), 8));
     AddParameter(parameters, "Host Memory Descriptor List Entry Count (HMDLEC)",
                  ToNumberString(data.HMDLEC.get()));
 }
@@ -177,7 +188,8 @@ void DecodeTimestamp(const unsigned char* buffer, unsigned int length, const Con
                  host_programmed ? MillisecondsToDate(milliseconds)
                                  : MillisecondsToTimeString(static_cast<double>(milliseconds), 3));
     AddParameter(parameters, "Timestamp Origin", host_programmed ? "Host Programmed" : "Controller Reset");
-    AddParameter(parameters, "Timestamp Stopped", GetBits(data.ATTRIBUTES, TIMESTAMP_SYNCH) == 1 ? "True" : "False");
+    AddParameter(parameters, "Timestamp Stopped",
+                 GetBits(data.ATTRIBUTES, TIMESTAMP_SYNCH) == 1 ? "True" : "False");
 }
 
 // ---------------------------------------------------------------------------
@@ -219,14 +231,15 @@ const Feature FEATURE_0C{0x0C,
                                     static_cast<unsigned int>(sizeof(ORKA_NVME_APST_ENTRY));
                          },
                          DecodeApst};
-const Feature FEATURE_0D{0x0D,
-                         "Feature 0Dh: Host Memory Buffer",
-                         "Failed to get feature 13 (0Dh): ",
-                         [](const Controller& c) { return c.HMPRE.get() != 0; },
-                         FEATURE_0D_LENGTH,
-                         "Feature 0Dh: Host Memory Buffer Data Buffer",
-                         [](const Controller&) { return static_cast<unsigned int>(sizeof(ORKA_NVME_FEATURE_0D_DATA)); },
-                         DecodeHostMemoryBuffer};
+const Feature FEATURE_0D{
+    0x0D,
+    "Feature 0Dh: Host Memory Buffer",
+    "Failed to get feature 13 (0Dh): ",
+    [](const Controller& c) { return c.HMPRE.get() != 0; },
+    FEATURE_0D_LENGTH,
+    "Feature 0Dh: Host Memory Buffer Data Buffer",
+    [](const Controller&) { return static_cast<unsigned int>(sizeof(ORKA_NVME_FEATURE_0D_DATA)); },
+    DecodeHostMemoryBuffer};
 const Feature FEATURE_0E{0x0E,
                          nullptr,
                          "Failed to get feature 14 (0Eh): ",
@@ -239,14 +252,18 @@ const Feature FEATURE_0E{0x0E,
 const Feature FEATURE_0F{0x0F, "Feature 0Fh: Keep Alive Timer", "Failed to get feature 15 (0Fh): ",
                          [](const Controller& c) { return c.KAS.get() == 1; }};
 const Feature FEATURE_10{0x10, "Feature 10h: Host Controlled Thermal Management",
-                         "Failed to get feature 16 (10h): ",
-                         [](const Controller& c) { return GetBits(c.HCTMA.get(), Bit(0)) == 1; }};
+                         "Failed to get feature 16 (10h): ", [](const Controller& c) {
+                             return GetBits(c.HCTMA.get(), Bit(0)) == 1;
+                         }};
 const Feature FEATURE_11{0x11, "Feature 11h: Non-Operational Power State Config",
-                         "Failed to get feature 17 (11h): ",
-                         [](const Controller& c) { return GetBits(c.CTRATT.get(), Bit(1)) == 1; }};
+                         "Failed to get feature 17 (11h): ", [](const Controller& c) {
+                             return GetBits(c.CTRATT.get(), Bit(1)) == 1;
+                         }};
 const Feature FEATURE_12{0x12, "Feature 12h: Read Recovery Level Config", "Failed to get feature 18 (12h): "};
-const Feature FEATURE_13{0x13, "Feature 13h: Predictable Latency Mode Config", "Failed to get feature 19 (13h): "};
-const Feature FEATURE_14{0x14, "Feature 14h: Predictable Latency Mode Window", "Failed to get feature 20 (14h): "};
+const Feature FEATURE_13{0x13, "Feature 13h: Predictable Latency Mode Config",
+                         "Failed to get feature 19 (13h): "};
+const Feature FEATURE_14{0x14, "Feature 14h: Predictable Latency Mode Window",
+                         "Failed to get feature 20 (14h): "};
 const Feature FEATURE_15{0x15, "Feature 15h: LBA Status Information", "Failed to get feature 21 (15h): "};
 
 const Feature* const BUFFER_FEATURES[] = {&FEATURE_0C, &FEATURE_0D, &FEATURE_0E};
@@ -257,8 +274,8 @@ bool Switched(const Json::Value& settings, unsigned int featureId) {
 
 // The dump of completion dword 0, its bytes as the drive sent them.
 void DumpDword(unsigned int dword, Json::Value& out) {
-    const char bytes[4] = {static_cast<char>(dword), static_cast<char>(dword >> 8), static_cast<char>(dword >> 16),
-                           static_cast<char>(dword >> 24)};
+    const char bytes[4] = {static_cast<char>(dword), static_cast<char>(dword >> 8),
+                           static_cast<char>(dword >> 16), static_cast<char>(dword >> 24)};
     FormatHexData(bytes, sizeof bytes, out);
 }
 
@@ -278,15 +295,15 @@ int Guarded(const char* prefix, Work work) {
 int GetOneFeature(const Feature& feature, int fd, Json::Value& info, Json::Value& record,
                   const Json::Value& settings, const Controller& controller) {
     return Guarded(feature.prefix, [&] {
-        if (!Switched(settings, feature.id) || (feature.supported != nullptr && !feature.supported(controller))) {
+        if (!Switched(settings, feature.id) ||
+            (feature.supported != nullptr && !feature.supported(controller))) {
             return 0;
         }
         std::vector<unsigned char> buffer(feature.length, 0);
         unsigned int dword = 0;
-        const int result =
-            ReadFeature(fd, feature.id, 0, feature.dump == nullptr ? nullptr : &dword,
-                        buffer.empty() ? nullptr : buffer.data(), static_cast<int>(buffer.size()),
-                        CommandList(info), record);
+        const int result = ReadFeature(fd, feature.id, 0, feature.dump == nullptr ? nullptr : &dword,
+                                       buffer.empty() ? nullptr : buffer.data(),
+                                       static_cast<int>(buffer.size()), CommandList(info), record);
         if (result != 0) {
             return 1;
         }
@@ -295,7 +312,8 @@ int GetOneFeature(const Feature& feature, int fd, Json::Value& info, Json::Value
                 DumpDword(dword, info["raw hex data"][feature.dump]);
             }
             if (feature.buffer_dump != nullptr) {
-                const unsigned int dumped = std::min<unsigned int>(feature.dump_length(controller), feature.length);
+                const unsigned int dumped =
+                    std::min<unsigned int>(feature.dump_length(controller), feature.length);
                 FormatHexData(reinterpret_cast<const char*>(buffer.data()), dumped,
                               info["raw hex data"][feature.buffer_dump]);
             }
@@ -314,14 +332,14 @@ int Read(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* resul
         hex << std::hex << cdw11;
         name += " (0x" + hex.str() + ")";
     }
-    return NvmeAdminCommand(fd, name, commands, record, GET_FEATURES, FEATURE_NAMESPACE, featureId, cdw11, 0, 0, 0,
-                            0, buffer, result, static_cast<unsigned int>(length), allowed);
+    return NvmeAdminCommand(fd, name, commands, record, GET_FEATURES, FEATURE_NAMESPACE, featureId, cdw11, 0,
+                            0, 0, 0, buffer, result, static_cast<unsigned int>(length), allowed);
 }
 
 }  // namespace
 
-int ReadFeature(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result, unsigned char* buffer,
-                int length, Json::Value& commands, Json::Value& record) {
+int ReadFeature(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result,
+                unsigned char* buffer, int length, Json::Value& commands, Json::Value& record) {
     return Read(fd, featureId, cdw11, result, buffer, length, commands, record, false);
 }
 
@@ -330,8 +348,9 @@ int ReadOptionalFeature(int fd, unsigned int featureId, unsigned int cdw11, unsi
     return Read(fd, featureId, cdw11, result, buffer, length, commands, record, true);
 }
 
-void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned char* buffer, unsigned int length,
-                   const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, Json::Value& parameters) {
+void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned char* buffer,
+                   unsigned int length, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+                   Json::Value& parameters) {
     bool known = false;
     for (const DwordRow& row : DWORD_ROWS) {
         if (row.feature != featureId) {
@@ -355,8 +374,10 @@ void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned ch
 
 void DecodeTemperatureThresholds(const std::string& label, unsigned int over, unsigned int under,
                                  Json::Value& parameters) {
-    AddParameter(parameters, label + " Under Threshold", ToTemp(static_cast<unsigned short>(GetBits(under, LOW_WORD))));
-    AddParameter(parameters, label + " Over Threshold", ToTemp(static_cast<unsigned short>(GetBits(over, LOW_WORD))));
+    AddParameter(parameters, label + " Under Threshold",
+                 ToTemp(static_cast<unsigned short>(GetBits(under, LOW_WORD))));
+    AddParameter(parameters, label + " Over Threshold",
+                 ToTemp(static_cast<unsigned short>(GetBits(over, LOW_WORD))));
 }
 
 int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
@@ -372,7 +393,8 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
             unsigned int over = 0;
             unsigned int under = 0;
             if (ReadFeature(fd, 0x04, select, &over, nullptr, 0, CommandList(info), record) != 0 ||
-                ReadFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, CommandList(info), record) != 0) {
+                ReadFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, CommandList(info),
+                            record) != 0) {
                 return false;
             }
             if (hex) {
@@ -388,7 +410,8 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
         const Json::Value& parameters = info["nvme"]["parameters"];
         for (unsigned int sensor = 1; sensor <= MAX_TEMP_SENSORS; ++sensor) {
             const std::string label = "Temperature Sensor " + std::to_string(sensor);
-            if (parameters.isMember(label) && !thresholds(sensor, "Sensor " + std::to_string(sensor), label)) {
+            if (parameters.isMember(label) &&
+                !thresholds(sensor, "Sensor " + std::to_string(sensor), label)) {
                 return 1;
             }
         }
@@ -396,10 +419,10 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
     });
 }
 
-#define ORKA_GET_FEATURE(NN)                                                                             \
-    int GetFeature##NN(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,      \
-                       const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller) {                           \
-        return GetOneFeature(FEATURE_##NN, fd, info, record, settings, controller);                      \
+#define ORKA_GET_FEATURE(NN)                                                                        \
+    int GetFeature##NN(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings, \
+                       const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller) {                      \
+        return GetOneFeature(FEATURE_##NN, fd, info, record, settings, controller);                 \
     }
 ORKA_GET_FEATURE(01)
 ORKA_GET_FEATURE(02)

@@ -63,8 +63,9 @@ int GetFeature15(int fd, Json::Value& info, Json::Value& record, const Json::Val
 // completion dword 0, `buffer` the `length` bytes the command returned (null and 0 for none).
 // Adds the feature's parameters to `parameters`; throws OrkaError for a feature without a
 // decoder and for a buffer too short for what it must hold.
-void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned char* buffer, unsigned int length,
-                   const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, Json::Value& parameters);
+void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned char* buffer,
+                   unsigned int length, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+                   Json::Value& parameters);
 // Feature 04h for one temperature: `label` is "Composite Temperature" or "Temperature Sensor N",
 // the dwords are the answers to the over and under threshold selectors.
 void DecodeTemperatureThresholds(const std::string& label, unsigned int over, unsigned int under,
