@@ -209,64 +209,55 @@ struct Feature {
     BufferDecoder decode_buffer = nullptr;
 };
 
-const Feature FEATURE_01{0x01, "Feature 01h: Arbitration", "Failed to get feature 1: "};
-const Feature FEATURE_02{0x02, "Feature 02h: Power Management", "Failed to get feature 2: "};
-const Feature FEATURE_05{0x05, "Feature 05h: Error Recovery", "Failed to get feature 5: "};
-const Feature FEATURE_06{0x06, "Feature 06h: Volatile Cache Enable", "Failed to get feature 6: ",
-                         [](const Controller& c) { return GetBits(c.VWC, Bit(0)) == 1; }};
-const Feature FEATURE_08{0x08, "Feature 08h: Interrupt Coalescing", "Failed to get feature 8: "};
-const Feature FEATURE_0A{0x0A, "Feature 0Ah: Write Atomicity Normal", "Failed to get feature 10 (0Ah): "};
-// The prefix's "10" is the one this message has always carried.
-const Feature FEATURE_0B{0x0B, "Feature 0Bh: Asynchronous Event Configuration",
-                         "Failed to get feature 10 (0Bh): "};
-// The buffer dump covers NPSS entries, one fewer than the states decoded.
-const Feature FEATURE_0C{0x0C,
-                         "Feature 0Ch: Autonomous Power State Transition",
-                         "Failed to get feature 12 (0Ch): ",
-                         [](const Controller& c) { return GetBits(c.APSTA, Bit(0)) == 1; },
-                         FEATURE_0C_LENGTH,
-                         "Feature 0Ch: Autonomous Power State Transition Buffer",
-                         [](const Controller& c) {
-                             return std::min<unsigned int>(c.NPSS, MAX_POWER_STATES) *
-                                    static_cast<unsigned int>(sizeof(ORKA_NVME_APST_ENTRY));
-                         },
-                         DecodeApst};
-const Feature FEATURE_0D{
-    0x0D,
-    "Feature 0Dh: Host Memory Buffer",
-    "Failed to get feature 13 (0Dh): ",
-    [](const Controller& c) { return c.HMPRE.get() != 0; },
-    FEATURE_0D_LENGTH,
-    "Feature 0Dh: Host Memory Buffer Data Buffer",
-    [](const Controller&) { return static_cast<unsigned int>(sizeof(ORKA_NVME_FEATURE_0D_DATA)); },
-    DecodeHostMemoryBuffer};
-const Feature FEATURE_0E{0x0E,
-                         nullptr,
-                         "Failed to get feature 14 (0Eh): ",
-                         [](const Controller& c) { return GetBits(c.ONCS.get(), Bit(6)) == 1; },
-                         FEATURE_0E_LENGTH,
-                         "Feature 0Eh: Timestamp",
-                         [](const Controller&) { return FEATURE_0E_LENGTH; },
-                         DecodeTimestamp};
-// Keep alive is read only for a KAS of exactly 1.
-const Feature FEATURE_0F{0x0F, "Feature 0Fh: Keep Alive Timer", "Failed to get feature 15 (0Fh): ",
-                         [](const Controller& c) { return c.KAS.get() == 1; }};
-const Feature FEATURE_10{0x10, "Feature 10h: Host Controlled Thermal Management",
-                         "Failed to get feature 16 (10h): ", [](const Controller& c) {
-                             return GetBits(c.HCTMA.get(), Bit(0)) == 1;
-                         }};
-const Feature FEATURE_11{0x11, "Feature 11h: Non-Operational Power State Config",
-                         "Failed to get feature 17 (11h): ", [](const Controller& c) {
-                             return GetBits(c.CTRATT.get(), Bit(1)) == 1;
-                         }};
-const Feature FEATURE_12{0x12, "Feature 12h: Read Recovery Level Config", "Failed to get feature 18 (12h): "};
-const Feature FEATURE_13{0x13, "Feature 13h: Predictable Latency Mode Config",
-                         "Failed to get feature 19 (13h): "};
-const Feature FEATURE_14{0x14, "Feature 14h: Predictable Latency Mode Window",
-                         "Failed to get feature 20 (14h): "};
-const Feature FEATURE_15{0x15, "Feature 15h: LBA Status Information", "Failed to get feature 21 (15h): "};
+// Every feature with a decoder, in identifier order.
+const Feature FEATURES[] = {
+    {0x01, "Feature 01h: Arbitration", "Failed to get feature 1: "},
+    {0x02, "Feature 02h: Power Management", "Failed to get feature 2: "},
+    {0x05, "Feature 05h: Error Recovery", "Failed to get feature 5: "},
+    {0x06, "Feature 06h: Volatile Cache Enable",
+     "Failed to get feature 6: ", [](const Controller& c) { return GetBits(c.VWC, Bit(0)) == 1; }},
+    {0x08, "Feature 08h: Interrupt Coalescing", "Failed to get feature 8: "},
+    {0x0A, "Feature 0Ah: Write Atomicity Normal", "Failed to get feature 10 (0Ah): "},
+    // The prefix's "10" is the one this message has always carried.
+    {0x0B, "Feature 0Bh: Asynchronous Event Configuration", "Failed to get feature 10 (0Bh): "},
+    // The buffer dump covers NPSS entries, one fewer than the states decoded.
+    {0x0C, "Feature 0Ch: Autonomous Power State Transition",
+     "Failed to get feature 12 (0Ch): ", [](const Controller& c) { return GetBits(c.APSTA, Bit(0)) == 1; },
+     FEATURE_0C_LENGTH, "Feature 0Ch: Autonomous Power State Transition Buffer",
+     [](const Controller& c) {
+         return std::min<unsigned int>(c.NPSS, MAX_POWER_STATES) *
+                static_cast<unsigned int>(sizeof(ORKA_NVME_APST_ENTRY));
+     },
+     DecodeApst},
+    {0x0D, "Feature 0Dh: Host Memory Buffer",
+     "Failed to get feature 13 (0Dh): ", [](const Controller& c) { return c.HMPRE.get() != 0; },
+     FEATURE_0D_LENGTH, "Feature 0Dh: Host Memory Buffer Data Buffer",
+     [](const Controller&) { return static_cast<unsigned int>(sizeof(ORKA_NVME_FEATURE_0D_DATA)); },
+     DecodeHostMemoryBuffer},
+    {0x0E, nullptr, "Failed to get feature 14 (0Eh): ",
+     [](const Controller& c) { return GetBits(c.ONCS.get(), Bit(6)) == 1; }, FEATURE_0E_LENGTH,
+     "Feature 0Eh: Timestamp", [](const Controller&) { return FEATURE_0E_LENGTH; }, DecodeTimestamp},
+    // Keep alive is read only for a KAS of exactly 1.
+    {0x0F, "Feature 0Fh: Keep Alive Timer",
+     "Failed to get feature 15 (0Fh): ", [](const Controller& c) { return c.KAS.get() == 1; }},
+    {0x10, "Feature 10h: Host Controlled Thermal Management", "Failed to get feature 16 (10h): ",
+     [](const Controller& c) { return GetBits(c.HCTMA.get(), Bit(0)) == 1; }},
+    {0x11, "Feature 11h: Non-Operational Power State Config", "Failed to get feature 17 (11h): ",
+     [](const Controller& c) { return GetBits(c.CTRATT.get(), Bit(1)) == 1; }},
+    {0x12, "Feature 12h: Read Recovery Level Config", "Failed to get feature 18 (12h): "},
+    {0x13, "Feature 13h: Predictable Latency Mode Config", "Failed to get feature 19 (13h): "},
+    {0x14, "Feature 14h: Predictable Latency Mode Window", "Failed to get feature 20 (14h): "},
+    {0x15, "Feature 15h: LBA Status Information", "Failed to get feature 21 (15h): "},
+};
 
-const Feature* const BUFFER_FEATURES[] = {&FEATURE_0C, &FEATURE_0D, &FEATURE_0E};
+const Feature& FindFeature(unsigned int featureId) {
+    for (const Feature& feature : FEATURES) {
+        if (feature.id == featureId) {
+            return feature;
+        }
+    }
+    throw OrkaError("No decoder for feature " + ToHexString(featureId, 2));
+}
 
 bool Switched(const Json::Value& settings, unsigned int featureId) {
     return settings["read feature " + ToHexString(featureId, 2).substr(2) + "h"].asBool();
@@ -351,24 +342,14 @@ int ReadOptionalFeature(int fd, unsigned int featureId, unsigned int cdw11, unsi
 void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned char* buffer,
                    unsigned int length, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
                    Json::Value& parameters) {
-    bool known = false;
+    const Feature& feature = FindFeature(featureId);
     for (const DwordRow& row : DWORD_ROWS) {
-        if (row.feature != featureId) {
-            continue;
-        }
-        known = true;
-        if (row.when == nullptr || row.when(controller)) {
+        if (row.feature == featureId && (row.when == nullptr || row.when(controller))) {
             AddParameter(parameters, row.name, row.format(GetBits(dword, row.bits)));
         }
     }
-    for (const Feature* feature : BUFFER_FEATURES) {
-        if (feature->id == featureId) {
-            known = true;
-            feature->decode_buffer(buffer, length, controller, parameters);
-        }
-    }
-    if (!known) {
-        throw OrkaError("No decoder for feature " + ToHexString(featureId, 2));
+    if (feature.decode_buffer != nullptr) {
+        feature.decode_buffer(buffer, length, controller, parameters);
     }
 }
 
@@ -422,7 +403,7 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
 #define ORKA_GET_FEATURE(NN)                                                                        \
     int GetFeature##NN(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings, \
                        const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller) {                      \
-        return GetOneFeature(FEATURE_##NN, fd, info, record, settings, controller);                 \
+        return GetOneFeature(FindFeature(0x##NN), fd, info, record, settings, controller);          \
     }
 ORKA_GET_FEATURE(01)
 ORKA_GET_FEATURE(02)
