@@ -32,6 +32,7 @@
 #include "get_feature.h"
 #include "identify_controller.h"
 #include "orka_nvme.h"
+#include "support/parameters.h"
 #include "support/simulator.h"
 
 namespace {
@@ -470,6 +471,28 @@ class SimulatedNvmeCliFeatures : public NvmeCliCrossCheck {
 
 TEST_F(SimulatedNvmeCliFeatures, DecodedDwordsAndBuffers) {
     orka::ExpandParameterCatalogue();
+    // Branches the profiles drive: every 0Bh notice; no burst limit, KAS 2 (no keep-alive read)
+    // and a timestamp since reset; no under threshold; one feature rejected with a status, one
+    // with an errno. The failed commands of the collection, then parameters.
+    const std::string absent = testing_support::ABSENT;
+    const std::map<std::string, std::pair<std::string, std::vector<testing_support::Expected>>> drives = {
+        {"rich-1.4 nvme0",
+         {"",
+          {{"Endurance Group Aggregate Log Change Notices Enable", "Enabled"},
+           {"LBA Status Information Notices Enable", "Enabled"},
+           {"Predictable Latency Aggregate Log Change Notices Enable", "Disabled"},
+           {"Asymmetric Namespace Access Change Notices Enable", "Enabled"},
+           {"SMART Critical Warning Notices Enable", "0x1F"}}}},
+        {"dual-namespace nvme1",
+         {"",
+          {{"Arbitration Burst (AB)", "No Limit"},
+           {"Keep Alive Timeout (KATO)", absent},
+           {"Timestamp Origin", "Controller Reset"}}}},
+        {"old-1.1 nvme0",
+         {"Get Feature 4 (0x100000) 16386 16386;", {{"Composite Temperature Over Threshold", absent}}}},
+        {"faulty nvme0",
+         {"Get Feature 8 16386 16386;Get Feature 11 22 0;", {{"Aggregation Time (TIME)", absent}}}},
+    };
     std::set<std::string> checked;
     ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
         testing_support::UseProfile(profile);
@@ -489,6 +512,19 @@ TEST_F(SimulatedNvmeCliFeatures, DecodedDwordsAndBuffers) {
             }
         }
         orka::GetFeatures(fd, info, none, settings, identify);
+        std::string failed;
+        for (const auto& command : info["_metadata"]["commands"]) {
+            if (command["return code"].asInt() != 0) {
+                failed += command["admin command"].asString() + " " + command["return code"].asString() +
+                          " " + command["nvme status"].asString() + ";";
+            }
+        }
+        const std::string where = profile + " nvme" + std::to_string(controller);
+        const auto branches = drives.find(where);
+        EXPECT_EQ(failed, branches == drives.end() ? "" : branches->second.first) << where;
+        if (branches != drives.end()) {
+            testing_support::ExpectParameters(info, branches->second.second, where);
+        }
         for (const auto get :
              {orka::GetFeature12, orka::GetFeature13, orka::GetFeature14, orka::GetFeature15}) {
             get(fd, info, none, settings, identify);
