@@ -51,13 +51,11 @@ TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
         {0x14, 3, none, plain, "Predictable Latency Mode Window Select", "Reserved"},
         // counts plus one, plain and scaled numbers, hexadecimal
         {0x08, 0xFF05, none, plain, "Aggregation Threshold (THR)", "6"},
-        {0x02, 0x61, none, plain, "Workload Hint (WH)", "3"},
         {0x15, 0x00780001, none, plain, "LBA Status Information Poll Interval (LSIPI)", "12000 mS"},
         {0x0B, 0x6F1F, none, notices, "SMART Critical Warning Notices Enable", "0x1F"},
         // single bits, and the notices of controllers that send them
         {0x05, 0x10000, none, plain, "Deallocated or Unwritten Logical Block Error Enable (DULBE)",
          "Enabled"},
-        {0x0B, 0x6F1F, none, notices, "Predictable Latency Aggregate Log Change Notices Enable", "Disabled"},
         {0x0B, 0xFFFF, none, plain, "Telemetry Log Notices Enable", ABSENT},
         // buffers: APST per power state 0 .. NPSS, host memory buffer, timestamp
         {0x0C, 1, apst, plain, "Power State 0 Idle Transition Power State (ITPS)", "3"},
@@ -66,7 +64,6 @@ TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
         {0x0C, 1, apst, plain, "Power State 2 Idle Time Prior to Transition (ITPT)", ABSENT},
         {0x0D, 0, hmb, plain, "Host Memory Descriptor List Address (HMDLAU)", "0x00000001"},
         {0x0E, 0, reset, plain, "Timestamp Decoded", orka::MillisecondsToTimeString(7384005, 3)},
-        {0x0E, 0, reset, plain, "Timestamp Stopped", "True"},
         {0x0E, 0, host, plain, "Timestamp Decoded", orka::MillisecondsToDate(1763700010000)},
     };
     for (const auto& c : cases) {

@@ -468,7 +468,7 @@ TEST_F(SimulatedNvmeCliFeatures, DecodedDwordsAndBuffers) {
          {"",
           {{"Arbitration Burst (AB)", "No Limit"},
            {"Keep Alive Timeout (KATO)", absent},
-           {"Timestamp Origin", "Controller Reset"}}}},
+           {"Timestamp Stopped", "True"}}}},
         {"old-1.1 nvme0",
          {"Get Feature 4 (0x100000) 16386 16386;", {{"Composite Temperature Over Threshold", absent}}}},
         {"faulty nvme0",
