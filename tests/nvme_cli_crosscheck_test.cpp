@@ -29,6 +29,10 @@
 #include <functional>
 #include <sstream>
 
+#include "get_feature.h"
+#include "identify_controller.h"
+#include "orka_nvme.h"
+#include "support/parameters.h"
 #include "support/simulator.h"
 
 namespace {
@@ -438,6 +442,108 @@ TEST_F(NvmeCliCrossCheck, FeaturesAndTemperatureThresholds) {
                 << result.output;
         }
     });
+}
+
+// Our feature reads under the simulator with every feature dumped: each dump, the dword or buffer
+// the decoders were given, is what nvme-cli gets for the same command.
+class SimulatedNvmeCliFeatures : public NvmeCliCrossCheck {
+    void TearDown() override { testing_support::StopSimulation(); }
+};
+
+TEST_F(SimulatedNvmeCliFeatures, DecodedDwordsAndBuffers) {
+    orka::ExpandParameterCatalogue();
+    // Branches the profiles drive: every 0Bh notice; no burst limit, KAS 2 (no keep-alive read)
+    // and a timestamp since reset; no under threshold; one feature rejected with a status, one
+    // with an errno. The failed commands of the collection, then parameters.
+    const std::string absent = testing_support::ABSENT;
+    const std::map<std::string, std::pair<std::string, std::vector<testing_support::Expected>>> drives = {
+        {"rich-1.4 nvme0",
+         {"",
+          {{"Endurance Group Aggregate Log Change Notices Enable", "Enabled"},
+           {"LBA Status Information Notices Enable", "Enabled"},
+           {"Predictable Latency Aggregate Log Change Notices Enable", "Disabled"},
+           {"Asymmetric Namespace Access Change Notices Enable", "Enabled"},
+           {"SMART Critical Warning Notices Enable", "0x1F"}}}},
+        {"dual-namespace nvme1",
+         {"",
+          {{"Arbitration Burst (AB)", "No Limit"},
+           {"Keep Alive Timeout (KATO)", absent},
+           {"Timestamp Stopped", "True"}}}},
+        {"old-1.1 nvme0",
+         {"Get Feature 4 (0x100000) 16386 16386;", {{"Composite Temperature Over Threshold", absent}}}},
+        {"faulty nvme0",
+         {"Get Feature 8 16386 16386;Get Feature 11 22 0;", {{"Aggregation Time (TIME)", absent}}}},
+    };
+    std::set<std::string> checked;
+    ForEachDrive([&](const std::string& profile, const Json::Value& drive, unsigned controller) {
+        testing_support::UseProfile(profile);
+        const orka::NVME_ID fd = orka::GetNvmeId("/dev/nvme" + std::to_string(controller), false);
+        orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA identify{};
+        Json::Value info, settings, none;
+        ASSERT_EQ(orka::ReadIdentifyController(fd, identify, none, none), 0) << profile;
+        std::istringstream ids("01 02 04 05 06 08 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15");
+        for (std::string id; ids >> id;) {
+            settings["read feature " + id + "h"] = true;
+        }
+        settings["log hex data"] = true;
+        for (const auto& threshold : drive["features"]["04"]["thresholds"]) {
+            const std::string sensor = Expected(threshold["TMPSEL"]);
+            if (sensor != "0") {
+                orka::AddParameter(info["nvme"]["parameters"], "Temperature Sensor " + sensor, "0 C");
+            }
+        }
+        orka::GetFeatures(fd, info, none, settings, identify);
+        std::string failed;
+        for (const auto& command : info["_metadata"]["commands"]) {
+            if (command["return code"].asInt() != 0) {
+                failed += command["admin command"].asString() + " " + command["return code"].asString() +
+                          " " + command["nvme status"].asString() + ";";
+            }
+        }
+        const std::string where = profile + " nvme" + std::to_string(controller);
+        const auto branches = drives.find(where);
+        EXPECT_EQ(failed, branches == drives.end() ? "" : branches->second.first) << where;
+        if (branches != drives.end()) {
+            testing_support::ExpectParameters(info, branches->second.second, where);
+        }
+        for (const auto get :
+             {orka::GetFeature12, orka::GetFeature13, orka::GetFeature14, orka::GetFeature15}) {
+            get(fd, info, none, settings, identify);
+        }
+        orka::CloseNvmeId(fd);
+        for (const auto& key : info["raw hex data"].getMemberNames()) {
+            // "Feature 04h: Sensor 2 Under Threshold", "Feature 0Ch: ... Buffer", ...
+            const std::string fid = "0x" + key.substr(8, 2);
+            std::vector<std::string> args = {"get-feature", "-f", fid};
+            if (fid == "0x04") {
+                const auto sensor = key.compare(13, 7, "Sensor ") == 0 ? std::stoul(key.substr(20)) : 0;
+                const bool under = key.find("Under") != std::string::npos;
+                args.push_back("--cdw11=" + std::to_string(sensor << 16 | (under ? 0x100000 : 0)));
+            }
+            // Buffers as nvme-cli's raw output, as long as our dump of each; dwords from its text.
+            const std::map<std::string, unsigned> buffers = {
+                {"Feature 0Ch: Autonomous Power State Transition Buffer", identify.NPSS * 8U},
+                {"Feature 0Dh: Host Memory Buffer Data Buffer", 16},
+                {"Feature 0Eh: Timestamp", 8}};
+            const auto buffer = buffers.find(key);
+            if (buffer != buffers.end()) {
+                args.push_back("-b");
+            }
+            const std::string shown = Nvme(profile, controller, args).output;
+            const auto dword = static_cast<uint32_t>(CurrentValue(shown));
+            const char bytes[4] = {static_cast<char>(dword), static_cast<char>(dword >> 8),
+                                   static_cast<char>(dword >> 16), static_cast<char>(dword >> 24)};
+            Json::Value expected;
+            if (buffer != buffers.end()) {
+                orka::FormatHexData(shown.data(), std::min<unsigned>(shown.size(), buffer->second), expected);
+            } else {
+                orka::FormatHexData(bytes, 4, expected);
+            }
+            EXPECT_EQ(info["raw hex data"][key], expected) << where << " " << key << "\n" << shown;
+            checked.insert(fid);
+        }
+    });
+    EXPECT_EQ(checked.size(), 18u);  // every feature with a decoder
 }
 
 TEST_F(NvmeCliCrossCheck, SanitizeStatusLog) {

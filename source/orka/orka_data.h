@@ -379,6 +379,53 @@ static_assert(offsetof(ORKA_NVME_IDENTIFY_NAMESPACE_DATA, VS) == 384, "VS");
 #pragma pack(pop)
 
 // ---------------------------------------------------------------------------
+// On-device layouts: Get Features data buffers
+// ---------------------------------------------------------------------------
+
+constexpr unsigned int FEATURE_0C_LENGTH = 256;
+constexpr unsigned int FEATURE_0D_LENGTH = 4096;
+constexpr unsigned int FEATURE_0E_LENGTH = 8;
+
+#pragma pack(push, 1)
+
+// Autonomous Power State Transition (feature 0Ch): one 8-byte entry per power
+// state, MAX_POWER_STATES of them in the 256-byte buffer.
+struct ORKA_NVME_APST_ENTRY {
+    le32 ITPS_ITPT;  // APST_ITPS, APST_ITPT
+    unsigned char rsvd4[4];
+};
+constexpr BitField APST_ITPS{3, 5};
+constexpr BitField APST_ITPT{8, 24};
+
+static_assert(sizeof(ORKA_NVME_APST_ENTRY) * MAX_POWER_STATES == FEATURE_0C_LENGTH, "APST entries");
+static_assert(offsetof(ORKA_NVME_APST_ENTRY, ITPS_ITPT) == 0, "ITPS_ITPT");
+
+// Host Memory Buffer attributes (feature 0Dh): the leading 16 bytes of the buffer.
+struct ORKA_NVME_FEATURE_0D_DATA {
+    le32 HSIZE;   // memory page size units
+    le32 HMDLAL;  // descriptor list address, low
+    le32 HMDLAU;  // descriptor list address, high
+    le32 HMDLEC;  // descriptor list entries
+};
+static_assert(sizeof(ORKA_NVME_FEATURE_0D_DATA) == 16, "host memory buffer size");
+static_assert(offsetof(ORKA_NVME_FEATURE_0D_DATA, HMDLAL) == 4, "HMDLAL");
+static_assert(offsetof(ORKA_NVME_FEATURE_0D_DATA, HMDLAU) == 8, "HMDLAU");
+static_assert(offsetof(ORKA_NVME_FEATURE_0D_DATA, HMDLEC) == 12, "HMDLEC");
+
+// Timestamp (feature 0Eh), 8 bytes.
+struct ORKA_NVME_FEATURE_0E_DATA {
+    unsigned char TIMESTAMP[6];  // milliseconds, little-endian
+    unsigned char ATTRIBUTES;    // TIMESTAMP_SYNCH, TIMESTAMP_ORIGIN
+    unsigned char rsvd7;
+};
+constexpr BitField TIMESTAMP_SYNCH{0, 1};
+constexpr BitField TIMESTAMP_ORIGIN{1, 3};
+static_assert(sizeof(ORKA_NVME_FEATURE_0E_DATA) == FEATURE_0E_LENGTH, "timestamp size");
+static_assert(offsetof(ORKA_NVME_FEATURE_0E_DATA, ATTRIBUTES) == 6, "timestamp attributes");
+
+#pragma pack(pop)
+
+// ---------------------------------------------------------------------------
 // Parameter catalogue
 // ---------------------------------------------------------------------------
 
@@ -397,8 +444,7 @@ struct CatalogueRow {
 // feature number. A few texts are irregular on purpose and must stay as they
 // are: "Disable Normal (DN)" has the source "Get Feature 0h", the two
 // predictable latency rows carry the source "Get Feature 12h" while their
-// descriptions name features 13h and 14h, and "Read Recovery Level(RRL)" has no
-// blank before the bracket.
+// descriptions name features 13h and 14h.
 // clang-format off
 inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
     // Calculated
@@ -794,6 +840,10 @@ inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
     // Get Feature 0h
     {"Disable Normal (DN)", "Get Feature 0h", "Feature 0Ah: Whether the host has waived the normal atomic write units so that only AWUPF and NAWUPF apply"},
     // Get Feature 0Bh
+    {"Endurance Group Aggregate Log Change Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether an Endurance Group Event Aggregate Log Page Change asynchronous event is sent"},
+    {"LBA Status Information Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether an LBA Status Information Alert asynchronous event is sent"},
+    {"Predictable Latency Aggregate Log Change Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Predictable Latency Event Aggregate Log Change asynchronous event is sent"},
+    {"Asymmetric Namespace Access Change Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether an Asymmetric Namespace Access Change asynchronous event is sent"},
     {"Telemetry Log Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Telemetry Log Changed asynchronous event is sent"},
     {"Firmware Activation Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Firmware Activation Starting asynchronous event is sent"},
     {"Namespace Attribute Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Namespace Attribute Changed asynchronous event is sent"},
@@ -821,7 +871,7 @@ inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
     // Get Feature 11h
     {"Non-Operational Power State Permissive Mode Enable (NOPPME)", "Get Feature 11h", "Feature 11h: Whether controller initiated background work may exceed the power of a non-operational state"},
     // Get Feature 12h
-    {"Read Recovery Level(RRL)", "Get Feature 12h", "Feature 12h: Read recovery level of the NVM Set, trading error recovery effort for latency"},
+    {"Read Recovery Level (RRL)", "Get Feature 12h", "Feature 12h: Read recovery level of the NVM Set, trading error recovery effort for latency"},
     {"Predictable Latency Enable", "Get Feature 12h", "Feature 13h: Whether Predictable Latency Mode is enabled for the NVM Set"},
     {"Predictable Latency Mode Window Select", "Get Feature 12h", "Feature 14h: Window selected for the NVM Set in Predictable Latency Mode"},
     // Get Feature 15h
