@@ -316,4 +316,17 @@ TEST_F(SimulatedLogPages, APageTheDriveRejectsAddsNothingAndShowsItsStatus) {
     EXPECT_EQ(rejected, 1);
 }
 
+TEST_F(SimulatedLogPages, EventsThatLieAboutTheirLengthsEndTheWalkAtTheBytesRead) {
+    testing_support::UseProfile("faulty");
+    const Json::Value info = testing_support::CollectLogPages(testing_support::AllLogPagesSettings(0));
+    const Json::Value& events = info["nvme"]["event log"];
+    ASSERT_EQ(events.size(), 3u);
+    EXPECT_EQ(events[0]["Details"], "Exceeded CCTEMP threshold<br>Delta: -5 C ");
+    EXPECT_EQ(events[2]["Details"], "Media and Data Integrity Errors: Unrecovered read error: ");
+    ExpectParameters(info, {{"Total Events", "50"},
+                            {"Critical Persistent Events", "2"},
+                            {"PCIe Uncorrectable Non-fatal Errors", "1"},
+                            {"End-to-end Check Errors", "1"}});
+}
+
 }  // namespace

@@ -440,14 +440,17 @@ Bytes EncodeEventLog(const Json::Value& source, const std::string& where) {
             EncodeFields(event["fields"], *table, data, 0, at + ".fields");
         }
         Bytes header(24, 0);
-        EncodeExcept(event, EVENT_HEADER, header, 0, at, {"data", "fields", "vendor"});
+        EncodeExcept(event, EVENT_HEADER, header, 0, at, {"data", "fields", "vendor", "EL"});
         header[2] = 21;  // event header length, bytes after the first three
         Bytes vendor;
         if (event.isMember("vendor")) {
             vendor = ParseHex(event["vendor"].asString(), at + ".vendor");
         }
         WriteLe(header, 20, 2, vendor.size());
-        WriteLe(header, 22, 2, vendor.size() + data.size());
+        // "EL" overrides the event length, for drives whose events lie about it.
+        WriteLe(header, 22, 2,
+                event.isMember("EL") ? static_cast<uint64_t>(ParseNumber(event["EL"], at + ".EL"))
+                                     : vendor.size() + data.size());
         image.insert(image.end(), header.begin(), header.end());
         image.insert(image.end(), vendor.begin(), vendor.end());
         image.insert(image.end(), data.begin(), data.end());
