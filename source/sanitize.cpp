@@ -183,6 +183,10 @@ int SanitizeRun::Run(orka::NVME_ID fd) {
         const orka::TimePoint due = polls.WaitForNextPoll();
         if (InterruptFlag::Raised()) {
             LOG_WARNING << " Interrupted: the drive goes on sanitizing until the operation ends";
+            // Where the operation stands as the monitoring ends.
+            Json::Value report;
+            ReadStatus(report);
+            Append(report);
             PrintEnd();
             return Finish(44, "Sanitize monitoring was interrupted; the drive goes on sanitizing");
         }

@@ -250,6 +250,10 @@ int SelfTest(const Json::Value& settings) {
         }
         orka::CloseNvmeId(fd);
         return rc;
+    } catch (const orka::UsageError&) {
+        throw;
+    } catch (const orka::OrkaError&) {
+        throw;
     } catch (...) {
         orka::RethrowWithOrigin("SelfTest", "source/selftest", __LINE__);
     }

@@ -131,6 +131,21 @@ void WritePciFiles(const std::string& dir, const PciFunction& pci, bool upstream
 // /sys/class/block. The host's mount table and swap list hold the simulated
 // host's own entries (a root file system on another disk) and what the
 // profile mounts or swaps on its drives.
+// Mount tables write blanks, tabs, newlines and backslashes as octal escapes.
+std::string MountEscape(const std::string& text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\\') {
+            char octal[8];
+            snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned char>(c));
+            escaped += octal;
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
 void WriteHostUse(const std::string& build, const Profile& profile) {
     MakeDirs(build + "/sys/class/block");
     MakeDirs(build + "/proc/self");
@@ -174,9 +189,10 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
                     continue;
                 }
                 const std::string id = std::to_string(mount_id++);
-                mountinfo += id + " 21 " + numbers[use.device] + " / " + use.on +
+                mountinfo += id + " 21 " + numbers[use.device] + " / " + MountEscape(use.on) +
                              " rw,relatime shared:" + id + " - " + use.type + " /dev/" + use.device + " rw\n";
-                mounts += "/dev/" + use.device + " " + use.on + " " + use.type + " rw,relatime 0 0\n";
+                mounts +=
+                    "/dev/" + use.device + " " + MountEscape(use.on) + " " + use.type + " rw,relatime 0 0\n";
             }
         }
     }
@@ -191,7 +207,7 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
 void BuildTree(Simulation& sim) {
     const Profile& profile = *sim.profile;
     sim.root =
-        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("3\n" + profile.text));
+        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("4\n" + profile.text));
     sim.owned = {"/sys/block",
                  "/sys/class/nvme",
                  "/sys/class/nvme-subsystem",
