@@ -1,7 +1,6 @@
 // Steps shared by the self-test and sanitize command types.
 #include "operation.h"
 
-#include <cstring>
 #include <thread>
 
 #include "brantix.h"
@@ -10,13 +9,6 @@
 #include "orka_nvme.h"
 
 namespace {
-
-template <typename T>
-T FieldAt(const unsigned char* bytes, std::size_t offset) {
-    T field;
-    std::memcpy(&field, bytes + offset, sizeof field);
-    return field;
-}
 
 // Data units of 512,000 bytes as decimal gigabytes.
 std::string DataUnitsText(const unsigned char* bytes) {
@@ -52,27 +44,24 @@ void AddMessage(Json::Value& report, const std::string& message) {
 }
 
 bool AddSmartSnapshot(int fd, Json::Value& report, Json::Value& commands, std::string& temperature) {
-    unsigned char log[orka::LOGPAGE_02_LENGTH] = {};
+    orka::ORKA_NVME_LOGPAGE_02_DATA log{};
     Json::Value none;
-    if (orka::ReadLogPage(0x02, orka::LOGPAGE_02_LENGTH, fd, log, commands, none, 0) != 0) {
+    if (orka::ReadLogPage(0x02, orka::LOGPAGE_02_LENGTH, fd, reinterpret_cast<unsigned char*>(&log), commands,
+                          none, 0) != 0) {
         AddMessage(report, "Failed to read log page 2 for status update");
         temperature.clear();
         return false;
     }
-    temperature = orka::ToTemp(FieldAt<orka::le16>(log, 1).get());
+    temperature = orka::ToTemp(log.CTEMP.get());
     report["Composite Temperature"] = temperature;
-    report["Percentage Used"] = std::to_string(log[5]) + " %";
-    report["Power On Hours"] = orka::ToBigNumberString(orka::To128bitNumber(log + 128));
-    report["Data Read"] = DataUnitsText(log + 32);
-    report["Data Written"] = DataUnitsText(log + 48);
-    report["Warning Composite Temperature Time"] =
-        orka::ToNumberString(FieldAt<orka::le32>(log, 192).get()) + " Min";
-    report["Critical Composite Temperature Time"] =
-        orka::ToNumberString(FieldAt<orka::le32>(log, 196).get()) + " Min";
-    report["Thermal Management Temperature 1 Time"] =
-        orka::ToNumberString(FieldAt<orka::le32>(log, 224).get()) + " Sec";
-    report["Thermal Management Temperature 2 Time"] =
-        orka::ToNumberString(FieldAt<orka::le32>(log, 228).get()) + " Sec";
+    report["Percentage Used"] = std::to_string(log.PUSED) + " %";
+    report["Power On Hours"] = orka::ToBigNumberString(orka::To128bitNumber(log.POH));
+    report["Data Read"] = DataUnitsText(log.DUR);
+    report["Data Written"] = DataUnitsText(log.DUW);
+    report["Warning Composite Temperature Time"] = orka::ToNumberString(log.WCTT.get()) + " Min";
+    report["Critical Composite Temperature Time"] = orka::ToNumberString(log.CCTT.get()) + " Min";
+    report["Thermal Management Temperature 1 Time"] = orka::ToNumberString(log.TTTMT1.get()) + " Sec";
+    report["Thermal Management Temperature 2 Time"] = orka::ToNumberString(log.TTTMT2.get()) + " Sec";
     return true;
 }
 

@@ -1,7 +1,6 @@
 // The self-test command type: starts the drive's short or extended device
 // self-test and follows it through the self-test log (06h) to its end.
 #include <chrono>
-#include <cstring>
 
 #include "brantix.h"
 #include "identify_controller.h"
@@ -22,20 +21,10 @@ constexpr unsigned int RESULT_PASSED = 0;
 constexpr unsigned int RESULT_ABORTED = 1;
 const char* const LOG_6_FAILED = "Failed to read log page 6 for status update";
 
-// The self-test log as read, with the fields this command follows.
-struct SelfTestLog {
-    unsigned char bytes[orka::LOGPAGE_06_LENGTH] = {};
-
-    unsigned int Operation() const { return bytes[0]; }
-    unsigned int Completion() const { return bytes[1]; }
-    // The newest result entry comes first.
-    unsigned int NewestResult() const { return bytes[4] & 0x0F; }
-    unsigned long long NewestPowerOnHours() const {
-        orka::le64 hours;
-        std::memcpy(&hours, bytes + 8, sizeof hours);
-        return hours.get();
-    }
-};
+// The newest result entry comes first.
+unsigned int NewestResult(const orka::ORKA_NVME_LOGPAGE_06_DATA& log) {
+    return orka::GetBits(log.RESULT[0].STATUS, orka::SELF_TEST_RESULT);
+}
 
 std::string ResultText(unsigned int result) {
     std::string text = "Reserved";
@@ -78,17 +67,17 @@ class SelfTestRun {
     Json::Value summary_;
     Json::Value& commands_;
     Json::Value& details_;
-    SelfTestLog log_;
+    orka::ORKA_NVME_LOGPAGE_06_DATA log_{};
     unsigned int errors_ = 0;
 };
 
 bool SelfTestRun::Sample(Json::Value& report, std::string& temperature) {
     report["timestamp"] = orka::GetTimestamp(false);
     Json::Value none;
-    const bool read =
-        orka::ReadLogPage(0x06, orka::LOGPAGE_06_LENGTH, fd_, log_.bytes, commands_, none, 0) == 0;
+    const bool read = orka::ReadLogPage(0x06, orka::LOGPAGE_06_LENGTH, fd_,
+                                        reinterpret_cast<unsigned char*>(&log_), commands_, none, 0) == 0;
     if (read) {
-        report["percent complete"] = log_.Completion();
+        report["percent complete"] = log_.CDSTC;
     } else {
         AddMessage(report, LOG_6_FAILED);
         ++errors_;
@@ -109,11 +98,12 @@ int SelfTestRun::Abort(const std::string& reason) {
     Json::Value report;
     report["timestamp"] = orka::GetTimestamp(false);
     report["message"] = reason;
-    if (orka::ReadLogPage(0x06, orka::LOGPAGE_06_LENGTH, fd_, log_.bytes, commands_, none, 0) != 0) {
+    if (orka::ReadLogPage(0x06, orka::LOGPAGE_06_LENGTH, fd_, reinterpret_cast<unsigned char*>(&log_),
+                          commands_, none, 0) != 0) {
         details_["status"].append(report);
         return 36;
     }
-    report["percent complete"] = log_.Completion();
+    report["percent complete"] = log_.CDSTC;
     const auto check = [&](bool passed, const std::string& message) {
         if (!passed) {
             LOG_ERROR << message;
@@ -121,8 +111,8 @@ int SelfTestRun::Abort(const std::string& reason) {
             ++errors_;
         }
     };
-    check(log_.Operation() == 0, "Operation field is not 'No device self-test operation in progress'");
-    check(log_.NewestResult() == RESULT_ABORTED,
+    check(log_.CDSTO == 0, "Operation field is not 'No device self-test operation in progress'");
+    check(NewestResult(log_) == RESULT_ABORTED,
           "Result status field is not 'Operation was aborted by a Device Self-test command'");
     details_["status"].append(report);
     return 0;
@@ -194,9 +184,9 @@ int SelfTestRun::Run() {
             continue;
         }
         failed_in_a_row = 0;
-        if (log_.Operation() != code) {
-            if (log_.NewestResult() != RESULT_PASSED) {
-                const std::string message = "Self-test ended with result " + ResultText(log_.NewestResult());
+        if (log_.CDSTO != code) {
+            if (NewestResult(log_) != RESULT_PASSED) {
+                const std::string message = "Self-test ended with result " + ResultText(NewestResult(log_));
                 LOG_ERROR << message;
                 AddMessage(report, message);
                 ++errors_;
@@ -204,7 +194,7 @@ int SelfTestRun::Run() {
             details_["status"].append(report);
             break;
         }
-        const unsigned int completion = log_.Completion();
+        const unsigned int completion = log_.CDSTC;
         if (completion < last_completion) {
             const std::string message =
                 "Progress must increase.  Last progress: " + std::to_string(last_completion) +
@@ -224,10 +214,10 @@ int SelfTestRun::Run() {
     }
 
     AddRunTimes(details_, begin);
-    const unsigned int result = log_.NewestResult();
+    const unsigned int result = NewestResult(log_);
     details_["return code"] = result;
     details_["log page 6 result"] = ResultText(result);
-    details_["log page 6 power on hours"] = orka::ToBigNumberString(orka::uint128(log_.NewestPowerOnHours()));
+    details_["log page 6 power on hours"] = orka::ToBigNumberString(orka::uint128(log_.RESULT[0].POH.get()));
     LOG_INFO << " Self-Test Result:   " << ResultText(result);
     LOG_INFO << " End Time:           " << details_["end time"].asString();
     LOG_INFO << " Run Time:           " << details_["run time"].asString();

@@ -24,11 +24,13 @@
 // - id-ctrl and persistent-event-log keep the blanks that pad SN and MN.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <functional>
 #include <sstream>
 
+#include "support/log_pages.h"
 #include "support/simulator.h"
 
 namespace {
@@ -546,6 +548,242 @@ TEST_F(NvmeCliCrossCheck, DeviceSelfTestProgressAndResult) {
         EXPECT_EQ(progress, expected) << profile;
         EXPECT_EQ(shown["List of Valid Reports"][0]["Self test code"].asUInt(), 2u) << profile;
         EXPECT_EQ(shown["List of Valid Reports"][0]["Self test result"].asUInt(), expected_result) << profile;
+    }
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+// What brantix decodes from each log page against what nvme-cli shows for the same drive.
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// A brantix value as a number: "0x..." hexadecimal, else decimal with its grouping commas and any
+// unit after a blank left out.
+Wide BrantixNumber(std::string text) {
+    text = text.substr(0, text.find(' '));
+    text.erase(std::remove(text.begin(), text.end(), ','), text.end());
+    return SourceNumber(Json::Value(text));
+}
+
+class SimulatedNvmeCliCrossCheck : public NvmeCliCrossCheck {
+  protected:
+    void TearDown() override { testing_support::StopSimulation(); }
+    // Every drive of every profile with what brantix decoded from it.
+    void ForEachDecodedDrive(
+        const std::function<void(const std::string&, unsigned, const Json::Value&)>& check) {
+        ForEachDrive([&](const std::string& profile, const Json::Value&, unsigned controller) {
+            testing_support::UseProfile(profile);
+            const Json::Value info =
+                testing_support::CollectLogPages(testing_support::AllLogPagesSettings(controller));
+            check(profile + " nvme" + std::to_string(controller), controller, info);
+        });
+    }
+    std::string Profile(const std::string& where) { return where.substr(0, where.find(' ')); }
+};
+
+std::string Value(const Json::Value& info, const std::string& name) {
+    return info["nvme"]["parameters"][name]["value"].asString();
+}
+
+TEST_F(SimulatedNvmeCliCrossCheck, SmartHealthAndErrorLogs) {
+    const std::map<std::string, std::string> counters = {
+        {"Data Units Read", "data_units_read"},
+        {"Data Units Written", "data_units_written"},
+        {"Host Read Commands", "host_read_commands"},
+        {"Host Write Commands", "host_write_commands"},
+        {"Controller Busy Time", "controller_busy_time"},
+        {"Power Cycles", "power_cycles"},
+        {"Power On Hours", "power_on_hours"},
+        {"Unsafe Shutdowns", "unsafe_shutdowns"},
+        {"Media and Data Integrity Errors", "media_errors"},
+        {"Number of Error Information Log Entries", "num_err_log_entries"},
+        {"Warning Composite Temperature Time", "warning_temp_time"},
+        {"Critical Composite Temperature Time", "critical_comp_time"},
+        {"Available Spare", "avail_spare"},
+        {"Available Spare Threshold", "spare_thresh"},
+        {"Percentage Used", "percent_used"}};
+    const char* const warnings[] = {"Available Space Below Threshold", "Temperature Over/Under Threshold",
+                                    "NVM Subsystem Unreliable", "Media in Read-only",
+                                    "Volatile Memory Backup Failed"};
+    ForEachDecodedDrive([&](const std::string& where, unsigned controller, const Json::Value& info) {
+        const Json::Value smart = NvmeJson(Profile(where), controller, {"smart-log"});
+        for (const auto& [name, key] : counters) {
+            EXPECT_EQ(Decimal(BrantixNumber(Value(info, name))), Shown(smart[key])) << where << " " << name;
+        }
+        for (unsigned bit = 0; bit < 5; ++bit) {
+            EXPECT_EQ(Value(info, warnings[bit]),
+                      (smart["critical_warning"].asUInt() >> bit & 1) ? "Yes" : "No")
+                << where << " " << warnings[bit];
+        }
+        EXPECT_EQ(BrantixNumber(Value(info, "Composite Temperature")) + 273, smart["temperature"].asUInt())
+            << where;
+        for (int n = 1; n <= 8; ++n) {
+            const std::string key = "temperature_sensor_" + std::to_string(n);
+            const std::string name = "Temperature Sensor " + std::to_string(n);
+            EXPECT_EQ(smart.isMember(key), info["nvme"]["parameters"].isMember(name)) << where << " " << name;
+            if (smart.isMember(key)) {
+                EXPECT_EQ(BrantixNumber(Value(info, name)) + 273, smart[key].asUInt())
+                    << where << " " << name;
+            }
+        }
+
+        const Json::Value& errors = info["nvme"]["error log"];
+        const Json::Value shown = NvmeJson(Profile(where), controller,
+                                           {"error-log", "-e", std::to_string(errors.size())})["errors"];
+        ASSERT_EQ(shown.size(), errors.size()) << where;
+        for (Json::ArrayIndex i = 0; i < errors.size(); ++i) {
+            const Json::Value& e = errors[i];
+            const Json::Value& s = shown[i];
+            const auto number = [&](const char* name, const char* key, const char* none, Wide all_ones) {
+                const std::string text = e[name].asString();
+                EXPECT_EQ(text == none ? all_ones : BrantixNumber(text),
+                          SourceNumber(Json::Value(Shown(s[key]))))
+                    << where << " error " << i << " " << name;
+            };
+            number("Error Count", "error_count", "", 0);
+            number("Submission Queue ID", "sqid", "Not Specific", 0xFFFF);
+            number("Command ID", "cmdid", "Not Specific", 0xFFFF);
+            number("Phase Tag", "phase_tag", "", 0);
+            number("Status Field", "status_field", "", 0);
+            number("LBA", "lba", "Not Applicable", ~0ULL);
+            number("Namespace", "nsid", "Not Applicable", 0xFFFFFFFF);
+            number("Command Specific Info", "cs", "", 0);
+            const unsigned pel = s["parm_error_location"].asUInt();
+            EXPECT_EQ(e["Byte Location"].asString(),
+                      pel == 0xFFFF ? "Not Specific" : std::to_string(pel & 0xFF));
+            EXPECT_EQ(e["Bit Location"].asString(),
+                      pel == 0xFFFF ? "Not Specific" : std::to_string(pel >> 8 & 7));
+        }
+    });
+}
+
+TEST_F(SimulatedNvmeCliCrossCheck, FirmwareEffectsAndSelfTestLogs) {
+    const std::map<std::string, unsigned> cse = {
+        {"No Restriction", 0}, {"Same Namespace Restriction", 1}, {"Any Namespace Restriction", 2}};
+    const std::map<std::string, unsigned> types = {{"Short", 1}, {"Extended", 2}, {"Vendor Specific", 14}};
+    ForEachDecodedDrive([&](const std::string& where, unsigned controller, const Json::Value& info) {
+        const std::string profile = Profile(where);
+        const auto fw_log = Nvme(profile, controller, {"fw-log", "-o", "json"});
+        // A drive that fails the page shows it to neither.
+        EXPECT_EQ(fw_log.exit_code == 0, info["nvme"]["parameters"].isMember("Firmware Active Slot"))
+            << where;
+        if (fw_log.exit_code == 0) {
+            const Json::Value fw = ParseJson(fw_log.output)["nvme" + std::to_string(controller)];
+            const unsigned afi = fw["Active Firmware Slot (afi)"].asUInt();
+            EXPECT_EQ(Value(info, "Firmware Active Slot"), std::to_string(afi & 7)) << where;
+            EXPECT_EQ(Value(info, "Firmware Pending Slot"),
+                      afi >> 4 ? std::to_string(afi >> 4 & 7) : "Not Reported")
+                << where;
+            for (int n = 1; n <= 7; ++n) {
+                const std::string key = "Firmware Rev Slot " + std::to_string(n);
+                if (fw.isMember(key)) {
+                    std::string text = Value(info, "Firmware Slot " + std::to_string(n) + " Revision");
+                    std::replace(text.begin(), text.end(), '\0', '.');
+                    std::replace(text.begin(), text.end(), ' ', '.');
+                    const std::string value = fw[key].asString();
+                    EXPECT_EQ("(" + text + ")", value.substr(value.find('('))) << where << " " << key;
+                }
+            }
+        }
+
+        if (info["nvme"].isMember("command log")) {
+            const Json::Value effects = NvmeJson(profile, controller, {"effects-log", "--csi=0"})[0];
+            std::map<std::string, std::string> shown;
+            for (const auto& [set, type] :
+                 {std::pair<const char*, const char*>{"admin_cmd_set", "Admin Command "},
+                  {"io_cmd_set", "IO Command "}}) {
+                for (const auto& name : effects[set].getMemberNames()) {
+                    const unsigned raw = effects[set][name].asUInt() & 0x000F001F;
+                    shown[type + name.substr(name.find('_') + 1, name.find(' ') - name.find('_') - 1)] =
+                        Decimal(raw);
+                }
+            }
+            std::map<std::string, std::string> decoded;
+            for (const auto& c : info["nvme"]["command log"]) {
+                unsigned raw = 0;
+                const char* const bits[] = {
+                    "Supported", "Logical Block Content Change (LBCC)", "Namespace Capability Change (NCC)",
+                    "Namespace Inventory Change (NIC)", "Controller Capability Change (CCC)"};
+                for (unsigned bit = 0; bit < 5; ++bit) {
+                    raw |= (c[bits[bit]] == "Yes" ? 1U : 0U) << bit;
+                }
+                raw |= (c["UUID Selection Supported"] == "Supported" ? 1U : 0U) << 19;
+                const auto known = cse.find(c["Command Submission and Execution (CSE)"].asString());
+                raw |= (known != cse.end() ? known->second : 3U) << 16;  // reserved values all look alike
+                decoded[c["Type"].asString()] = Decimal(raw);
+            }
+            EXPECT_EQ(decoded, shown) << where;
+        }
+
+        if (info["nvme"].isMember("self-test log")) {
+            const Json::Value log = NvmeJson(profile, controller, {"self-test-log"});
+            EXPECT_EQ(Value(info, "Current Self-Test Completion"),
+                      std::to_string(log["Current Device Self-Test Completion"].asUInt()));
+            Json::Value reports(Json::arrayValue);
+            for (const auto& report : log["List of Valid Reports"]) {
+                if (report["Self test result"].asUInt() != 15) {
+                    reports.append(report);
+                }
+            }
+            const Json::Value& entries = info["nvme"]["self-test log"];
+            ASSERT_EQ(entries.size(), reports.size()) << where;
+            for (Json::ArrayIndex i = 0; i < entries.size(); ++i) {
+                const Json::Value& e = entries[i];
+                const Json::Value& r = reports[i];
+                const std::string at = where + " self-test " + std::to_string(i);
+                EXPECT_EQ(e["Result Code"].asString(), std::to_string(r["Self test result"].asUInt())) << at;
+                const auto type = types.find(e["Type"].asString());
+                if (type != types.end()) {
+                    EXPECT_EQ(type->second, r["Self test code"].asUInt()) << at;
+                }
+                EXPECT_EQ(BrantixNumber(e["Power On Hours"].asString()), SourceNumber(r["Power on hours"]))
+                    << at;
+                const std::pair<const char*, const char*> optional[] = {
+                    {"Segment Number", "Segment number"},
+                    {"Namespace ID", "Namespace Identifier"},
+                    {"Failing LBA", "Failing LBA"},
+                    {"Status Code Type", "Status Code Type"},
+                    {"Status Code", "Status Code"}};
+                for (const auto& [name, key] : optional) {
+                    if (e.isMember(name)) {
+                        EXPECT_EQ(Decimal(BrantixNumber(e[name].asString())), Shown(r[key]))
+                            << at << " " << name;
+                    }
+                }
+            }
+        }
+    });
+}
+
+TEST_F(SimulatedNvmeCliCrossCheck, PersistentEventLog) {
+    testing_support::UseProfile("rich-1.4");
+    const Json::Value info = testing_support::CollectLogPages(testing_support::AllLogPagesSettings(0));
+    Nvme("rich-1.4", 0, {"persistent-event-log", "-a", "1"});
+    std::istringstream in(Nvme("rich-1.4", 0, {"persistent-event-log"}).output);
+    Nvme("rich-1.4", 0, {"persistent-event-log", "-a", "2"});
+    std::vector<std::string> stamps;
+    std::map<std::string, std::string> header;
+    for (std::string line; std::getline(in, line);) {
+        const auto colon = line.find(": ");
+        if (colon != std::string::npos && line.compare(0, colon, "Event Timestamp") == 0) {
+            stamps.push_back(line.substr(colon + 2));
+        } else if (colon != std::string::npos && header.count(line.substr(0, colon)) == 0) {
+            header[line.substr(0, colon)] = line.substr(colon + 2);
+        }
+    }
+    EXPECT_EQ(Value(info, "Total Events"), header["Total Number of Events"]);
+    EXPECT_EQ(Decimal(BrantixNumber(Value(info, "Event Log Timestamp"))), header["Timestamp"]);
+    // nvme-cli ends the power on hours without a line break, so the power cycle count follows on its line.
+    EXPECT_EQ(Decimal(BrantixNumber(Value(info, "Event Log Power On Hours"))) +
+                  "Power Cycle Count: " + Decimal(BrantixNumber(Value(info, "Power Cycle Count"))),
+              header["Power On Hours (POH)"]);
+    const Json::Value& events = info["nvme"]["event log"];
+    // nvme-cli leaves out the last event (see the note at the top).
+    ASSERT_EQ(stamps.size() + 1, events.size());
+    for (Json::ArrayIndex i = 0; i < stamps.size(); ++i) {
+        EXPECT_EQ(Decimal(BrantixNumber(events[i]["Timestamp"].asString())), stamps[i]) << "event " << i;
     }
 }
 

@@ -125,12 +125,6 @@ void WritePciFiles(const std::string& dir, const PciFunction& pci, bool upstream
     }
 }
 
-// Block device numbers: namespaces and the partitions the profile mentions,
-// numbered in profile order under the extended block major, as the kernel
-// does for NVMe; each gets its sysfs folder with "dev" and a link in
-// /sys/class/block. The host's mount table and swap list hold the simulated
-// host's own entries (a root file system on another disk) and what the
-// profile mounts or swaps on its drives.
 // Mount tables write blanks, tabs, newlines and backslashes as octal escapes.
 std::string MountEscape(const std::string& text) {
     std::string escaped;
@@ -146,6 +140,12 @@ std::string MountEscape(const std::string& text) {
     return escaped;
 }
 
+// Block device numbers: namespaces and the partitions the profile mentions,
+// numbered in profile order under the extended block major, as the kernel
+// does for NVMe; each gets its sysfs folder with "dev" and a link in
+// /sys/class/block. The host's mount table and swap list hold the simulated
+// host's own entries (a root file system on another disk) and what the
+// profile mounts or swaps on its drives.
 void WriteHostUse(const std::string& build, const Profile& profile) {
     MakeDirs(build + "/sys/class/block");
     MakeDirs(build + "/proc/self");
@@ -207,7 +207,7 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
 void BuildTree(Simulation& sim) {
     const Profile& profile = *sim.profile;
     sim.root =
-        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("4\n" + profile.text));
+        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("5\n" + profile.text));
     sim.owned = {"/sys/block",
                  "/sys/class/nvme",
                  "/sys/class/nvme-subsystem",
@@ -248,6 +248,10 @@ void BuildTree(Simulation& sim) {
             WriteFile(block + "/size", std::to_string(ns.sectors) + "\n");
             WriteFile(block + "/device/model", model);
             WriteFile(block + "/device/address", drive.pci.address + "\n");
+            if (drive.max_hw_sectors_kb != 0) {
+                MakeDirs(block + "/queue");
+                WriteFile(block + "/queue/max_hw_sectors_kb", std::to_string(drive.max_hw_sectors_kb) + "\n");
+            }
         }
         const std::string controller = build + "/sys/class/nvme/" + name;
         MakeDirs(controller);

@@ -673,6 +673,10 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
         throw ProfileError(where + ".sanitize.outcome: unknown outcome \"" + drive.sanitize_outcome + "\"");
     }
     ParseHostUse(source, drive, where);
+    if (source.isMember("max hw sectors kb")) {
+        drive.max_hw_sectors_kb =
+            static_cast<unsigned>(ParseNumber(source["max hw sectors kb"], where + ".max hw sectors kb"));
+    }
     const Json::Value& faults = source["faults"];
     if (!faults.isNull()) {
         ParseFaults(faults.asString(), drive.faults, drive.open_error, drive.vanish_after);
@@ -681,6 +685,16 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
 }
 
 }  // namespace
+
+uint64_t Drive::MaxTransfer() const {
+    const unsigned mdts = identify_controller.size() > 77 ? identify_controller[77] : 0;
+    uint64_t limit = mdts == 0 || mdts > 20 ? 0 : uint64_t{4096} << mdts;
+    if (max_hw_sectors_kb != 0) {
+        const uint64_t kernel = uint64_t{max_hw_sectors_kb} * 1024;
+        limit = limit == 0 ? kernel : std::min(limit, kernel);
+    }
+    return limit;
+}
 
 Bytes EmptySelfTestLog() {
     Bytes image(564, 0);
