@@ -145,7 +145,8 @@ std::string MountEscape(const std::string& text) {
 // does for NVMe; each gets its sysfs folder with "dev" and a link in
 // /sys/class/block. The host's mount table and swap list hold the simulated
 // host's own entries (a root file system on another disk) and what the
-// profile mounts or swaps on its drives.
+// profile mounts or swaps on its drives, directly or through a device-mapper
+// device stacked on them ("via").
 void WriteHostUse(const std::string& build, const Profile& profile) {
     MakeDirs(build + "/sys/class/block");
     MakeDirs(build + "/proc/self");
@@ -159,6 +160,7 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
     std::string swaps = "Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n";
     unsigned minor = 0;
     unsigned mount_id = 30;
+    unsigned mapper_minor = 0;
     for (const auto& drive : profile.drives) {
         for (const auto& ns : drive.namespaces) {
             const std::string name =
@@ -188,11 +190,27 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
                         "/dev/" + use.device + "                          partition\t8388604\t\t0\t\t-2\n";
                     continue;
                 }
+                std::string number = numbers[use.device];
+                std::string source = "/dev/" + use.device;
+                if (!use.via.empty()) {
+                    // A device-mapper device stacked on the partition holds the file system.
+                    number = "254:" + std::to_string(mapper_minor++);
+                    source = "/dev/mapper/" + use.via;
+                    MakeDirs(build + "/sys/class/block/" + use.via);
+                    WriteFile(build + "/sys/class/block/" + use.via + "/dev", number + "\n");
+                    const bool partition = use.device != name;
+                    const std::string holders =
+                        build + "/sys/block/" + name + (partition ? "/" + use.device : "") + "/holders";
+                    MakeDirs(holders);
+                    symlink(
+                        ((partition ? "../../../../" : "../../../") + std::string("class/block/") + use.via)
+                            .c_str(),
+                        (holders + "/" + use.via).c_str());
+                }
                 const std::string id = std::to_string(mount_id++);
-                mountinfo += id + " 21 " + numbers[use.device] + " / " + MountEscape(use.on) +
-                             " rw,relatime shared:" + id + " - " + use.type + " /dev/" + use.device + " rw\n";
-                mounts +=
-                    "/dev/" + use.device + " " + MountEscape(use.on) + " " + use.type + " rw,relatime 0 0\n";
+                mountinfo += id + " 21 " + number + " / " + MountEscape(use.on) +
+                             " rw,relatime shared:" + id + " - " + use.type + " " + source + " rw\n";
+                mounts += source + " " + MountEscape(use.on) + " " + use.type + " rw,relatime 0 0\n";
             }
         }
     }
@@ -207,7 +225,7 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
 void BuildTree(Simulation& sim) {
     const Profile& profile = *sim.profile;
     sim.root =
-        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("5\n" + profile.text));
+        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("6\n" + profile.text));
     sim.owned = {"/sys/block",
                  "/sys/class/nvme",
                  "/sys/class/nvme-subsystem",

@@ -569,17 +569,18 @@ bool IsDriveBlockDevice(const Drive& drive, const std::string& device) {
     return false;
 }
 
-// "mounts": [{"device": "nvme0n1p2", "on": "/boot", "type": "ext4"}], "swaps": ["nvme0n1p3"].
+// "mounts": [{"device": "nvme0n1p2", "on": "/boot", "type": "ext4", "via": "dm-0"}], "swaps": ["nvme0n1p3"].
 void ParseHostUse(const Json::Value& source, Drive& drive, const std::string& where) {
     for (const auto& mount : source["mounts"]) {
-        HostUse use{mount["device"].asString(), mount["on"].asString(), mount.get("type", "ext4").asString()};
+        HostUse use{mount["device"].asString(), mount["on"].asString(), mount.get("type", "ext4").asString(),
+                    mount.get("via", "").asString()};
         if (use.on.empty() || use.on[0] != '/') {
             throw ProfileError(where + ".mounts: \"" + use.device + "\" needs a mount point");
         }
         drive.host_use.push_back(use);
     }
     for (const auto& swap : source["swaps"]) {
-        drive.host_use.push_back(HostUse{swap.asString(), "", "swap"});
+        drive.host_use.push_back(HostUse{swap.asString(), "", "swap", ""});
     }
     for (const auto& use : drive.host_use) {
         if (!IsDriveBlockDevice(drive, use.device)) {

@@ -51,6 +51,7 @@ struct HostUse {
     std::string device;  // block device name
     std::string on;      // mount point; empty for a swap area
     std::string type;    // file system type
+    std::string via;     // a device-mapper device on `device` that holds the file system ("dm-0")
     bool IsSwap() const { return on.empty(); }
 };
 
