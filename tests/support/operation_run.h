@@ -1,13 +1,11 @@
-// Runs of the self-test and sanitize command types under the simulator, and
-// the checks they share.
+// Runs of the self-test and sanitize command types on the simulated demo
+// drive, and the checks every such run shares.
 #pragma once
 
 #include <json/json.h>
 
 #include <string>
 #include <vector>
-
-#include "support/simulator.h"
 
 namespace testing_support {
 
@@ -17,20 +15,27 @@ struct OperationCase {
     std::string settings;      // JSON object merged over the command file
     std::string drive_patch;   // BRANTIX_SIM_DRIVE
     std::string faults;        // BRANTIX_SIM_FAULTS
+    int exit_code;
+    std::string message;   // "_cmd" / "message"
+    std::string commands;  // cdw10 of every command with the operation's opcode, as "1,15"
+    int final_code;        // the details' "return code"; -1: not checked
+    std::string note;      // a message one of the details' samples carries; empty: none
 };
 
-// Runs one case on the demo drive with the simulator's clock sped up; with
-// `interrupt_opcode` set, Ctrl-C follows the first command of that opcode.
-SimulatedRun RunOperation(const OperationCase& c, int interrupt_opcode = -1);
+struct OperationRun {
+    Json::Value summary;
+    Json::Value details;
+    std::vector<Json::Value> journal;
+};
 
-// cdw10 of every journaled command with `opcode`, as "1,15".
-std::string Cdw10List(const std::vector<Json::Value>& journal, unsigned int opcode);
+// Runs the case with the simulator's clock sped up (and, with `interrupt`,
+// Ctrl-C once the journal shows the first command with `opcode`), then checks
+// the exit code, the result record, the commands sent, that the command
+// records match the journal one by one, and the note.
+OperationRun RunOperation(const OperationCase& c, unsigned int opcode, const std::string& summary_file,
+                          const std::string& details_key, bool interrupt = false);
 
 // Number of journaled Get Log Page commands for `log`.
 unsigned int LogReads(const std::vector<Json::Value>& journal, unsigned int log);
-
-// The summary's command records against the simulator's journal: one record
-// per command, in order, with the command's name and its return code.
-void ExpectCommandTimesMatchJournal(const Json::Value& summary, const std::vector<Json::Value>& journal);
 
 }  // namespace testing_support
