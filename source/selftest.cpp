@@ -54,9 +54,11 @@ class SelfTestRun {
 
   private:
     int Finish(int rc, const std::string& message) { return LogResult(summary_, rc, message, file_); }
-    // One sample of the self-test log (and the SMART snapshot when asked);
-    // false when the self-test log could not be read.
-    bool Sample(Json::Value& report, std::string& temperature);
+    // One sample of the self-test log; false when it could not be read.
+    bool Sample(Json::Value& report);
+    // The SMART snapshot when "read smart data" is set; returns the
+    // temperature for the console line.
+    std::string AddSmart(Json::Value& report);
     // Sends the abort and checks what the log shows after it; a return code
     // other than 0 ends the command.
     int Abort(const std::string& reason);
@@ -71,7 +73,7 @@ class SelfTestRun {
     unsigned int errors_ = 0;
 };
 
-bool SelfTestRun::Sample(Json::Value& report, std::string& temperature) {
+bool SelfTestRun::Sample(Json::Value& report) {
     report["timestamp"] = orka::GetTimestamp(false);
     Json::Value none;
     const bool read = orka::ReadLogPage(0x06, orka::LOGPAGE_06_LENGTH, fd_,
@@ -82,10 +84,15 @@ bool SelfTestRun::Sample(Json::Value& report, std::string& temperature) {
         AddMessage(report, LOG_6_FAILED);
         ++errors_;
     }
+    return read;
+}
+
+std::string SelfTestRun::AddSmart(Json::Value& report) {
+    std::string temperature;
     if (settings_["read smart data"].asBool()) {
         AddSmartSnapshot(fd_, report, commands_, temperature);
     }
-    return read;
+    return temperature.empty() ? "" : "  Temp: " + temperature;
 }
 
 int SelfTestRun::Abort(const std::string& reason) {
@@ -141,10 +148,8 @@ int SelfTestRun::Run() {
                          details_["run time estimate"].asString());
 
     Json::Value first;
-    std::string temperature;
-    Sample(first, temperature);
-    LOG_INFO << " " << first["percent complete"].asUInt() << "% complete at start"
-             << (temperature.empty() ? "" : "  Temp: " + temperature);
+    Sample(first);
+    LOG_INFO << " " << first["percent complete"].asUInt() << "% complete at start" << AddSmart(first);
     details_["status"].append(first);
 
     if (orka::NvmeAdminCommand(fd_, "Start Extended Self-Test", commands_, none, DEVICE_SELF_TEST,
@@ -174,7 +179,7 @@ int SelfTestRun::Run() {
             break;
         }
         Json::Value report;
-        if (!Sample(report, temperature)) {
+        if (!Sample(report)) {
             details_["status"].append(report);
             if (++failed_in_a_row >= MAX_FAILED_POLLS_IN_A_ROW) {
                 LOG_ERROR << " Giving up: the self-test log could not be read " << failed_in_a_row
@@ -191,6 +196,7 @@ int SelfTestRun::Run() {
                 AddMessage(report, message);
                 ++errors_;
             }
+            AddSmart(report);
             details_["status"].append(report);
             break;
         }
@@ -204,12 +210,14 @@ int SelfTestRun::Run() {
             ++errors_;
         }
         last_completion = completion;
-        details_["status"].append(report);
+        // Samples go into the summary with the progress lines, and whenever something went wrong.
         if (due >= next_display) {
             next_display += interval;
             LOG_INFO << " " << completion << "% complete after "
-                     << orka::GetHiResDiffTimeString(polls.Start(), 3)
-                     << (temperature.empty() ? "" : "  Temp: " + temperature);
+                     << orka::GetHiResDiffTimeString(polls.Start(), 3) << AddSmart(report);
+            details_["status"].append(report);
+        } else if (report.isMember("message")) {
+            details_["status"].append(report);
         }
     }
 
