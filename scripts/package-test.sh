@@ -21,17 +21,16 @@ expect() {
     [ "$2" = "$3" ] || fail "$1"$'\n'"expected: $2"$'\n'"actual:   $3"
 }
 
-(cd "$build" && cpack -G DEB -B "$scratch/out" >"$scratch/cpack.log") || {
+(cd "$build" && cpack -G DEB -B "$scratch/out" >"$scratch/cpack.log" 2>&1) || {
     cat "$scratch/cpack.log" >&2
     fail "cpack"
 }
 package=$(ls "$scratch"/out/brantix_*.deb)
 
-# Dependencies as the binary is linked, found by dpkg-shlibdeps.
-depends=$(dpkg-deb -f "$package" Depends)
-for library in libc6 libstdc++6 libjsoncpp25 libspdlog1.10 libfmt9; do
-    expect "Depends names $library" 1 "$(grep -c "$library" <<<"$depends")"
-done
+# Dependencies as the binary is linked, found by dpkg-shlibdeps (fmt comes
+# through spdlog's own package).
+expect "Depends" "libc6, libgcc-s1, libjsoncpp25, libspdlog1.10-fmt9, libstdc++6" \
+    "$(dpkg-deb -f "$package" Depends | sed 's/ ([^)]*)//g')"
 
 root=$scratch/root
 dpkg -x "$package" "$root"
@@ -50,21 +49,24 @@ expect "man page title" "BRANTIX(1)                       User Commands         
 
 # Completion, as bash offers it, in a folder with a command file, a rules
 # file, another file and a directory.
-mkdir -p "$scratch/work/logs"
+mkdir -p "$scratch/work/logs" "$scratch/dev"
+touch "$scratch/dev/"{nvme0,nvme0n1,nvme1,nvme12,nvme-fabrics}
 touch "$scratch/work/read.cmd.json" "$scratch/work/health.rules.json" "$scratch/work/notes.txt"
 complete_words() {
     (cd "$scratch/work" && bash -c '
-        source "$1"; shift
+        source "$1"; _brantix_devices=$2; shift 2
         COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
         _brantix 2>/dev/null
-        printf "%s\n" "${COMPREPLY[@]}" | sort | tr "\n" " "' _ "$root/usr/share/bash-completion/completions/brantix" "$@")
+        for word in "${COMPREPLY[@]}"; do echo "$word"; done | sort | tr "\n" " "' _ \
+        "$root/usr/share/bash-completion/completions/brantix" "$scratch/dev" "$@")
 }
 expect "first argument" "logs read read.cmd.json " "$(complete_words brantix "")"
 expect "options" "--export --extended " "$(complete_words brantix read --ex)"
 expect "--rules" "health health.rules.json logs " "$(complete_words brantix read --rules "")"
 expect "--compare" "health.rules.json logs notes.txt read.cmd.json " "$(complete_words brantix -c "")"
 expect "--dir" "logs " "$(complete_words brantix -d "")"
-expect "--nvme" "" "$(complete_words brantix --nvme "")"
+expect "--nvme" "0 1 12 " "$(complete_words brantix --nvme "")"
+expect "--nvme 1" "1 12 " "$(complete_words brantix read -n 1)"
 
 # The installed binary.
 brantix=$root/usr/bin/brantix

@@ -47,14 +47,15 @@ std::string Samples(const std::string& text) {
 const std::string L = R"(device="/dev/nvme0",model="Acme \"Fast\" SSD",serial="S123",firmware="1.0")";
 
 TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
-    Json::Value info = Document({{"Composite Temperature", "37 C"},
-                                 {"Temperature Sensor 2", "-5 C"},
-                                 {"Available Spare", "95 %"},
-                                 {"Media in Read-only", "Yes"},
-                                 {"Data Units Written", "340,282,366,920,938,463,463,374,607,431,768,211,455"},
-                                 {"Controller Busy Time", "3 Min"},
-                                 {"Thermal Management Temperature 2 Time", "120 Sec"},
-                                 {"Host Timestamp", "1,700,000,000,123 mS"}});
+    Json::Value info =
+        Document({{"Composite Temperature", "37 C"},
+                  {"Temperature Sensor 2", "-5 C"},
+                  {"Available Spare", "95 %"},
+                  {"Media in Read-only", "Yes"},
+                  {"Data Units Written", "340,282,366,920,938,463,463,374,607,431,768,211,455"},
+                  {"Controller Busy Time", "3 Min"},
+                  {"Thermal Management Temperature 2 Time", "120 Sec"},
+                  {"Host Timestamp", "1,700,000,000,123 mS"}});
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 2;
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 0;
     orka::SampleOutcome outcome;
@@ -66,16 +67,14 @@ TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
     EXPECT_EQ(Samples(orka::BuildMetricsText(info, outcome)),
               "brantix_composite_temperature_celsius{" + L + "} 37\n" +  //
                   "brantix_temperature_sensor_celsius{" + L + ",sensor=\"2\"} -5\n" +
-                  "brantix_available_spare_ratio{" + L + "} 0.95\n" +
-                  "brantix_critical_warning{" + L + ",warning=\"read_only\"} 1\n" +
-                  "brantix_data_written_bytes_total{" + L + "} 1.742245718635205e+44\n" +
-                  "brantix_controller_busy_seconds_total{" + L + "} 180\n" +
+                  "brantix_available_spare_ratio{" + L + "} 0.95\n" + "brantix_critical_warning{" + L +
+                  ",warning=\"read_only\"} 1\n" + "brantix_data_written_bytes_total{" + L +
+                  "} 1.742245718635205e+44\n" + "brantix_controller_busy_seconds_total{" + L + "} 180\n" +
                   "brantix_thermal_management_seconds_total{" + L + ",level=\"2\"} 120\n" +
-                  "brantix_sample_timestamp_seconds{" + L + "} 1700000000.123\n" +
-                  "brantix_sample_passed{" + L + "} 0\n" + "brantix_sample_failed_commands{" + L + "} 1\n" +
-                  "brantix_rules_passed{" + L + "} 0\n" + "brantix_compare_passed{" + L + "} 1\n" +
-                  "brantix_compare_mismatches{" + L + ",kind=\"static\"} 0\n" +
-                  "brantix_compare_mismatches{" + L + ",kind=\"counter\"} 3\n" +
+                  "brantix_sample_timestamp_seconds{" + L + "} 1700000000.123\n" + "brantix_sample_passed{" +
+                  L + "} 0\n" + "brantix_sample_failed_commands{" + L + "} 1\n" + "brantix_rules_passed{" +
+                  L + "} 0\n" + "brantix_compare_passed{" + L + "} 1\n" + "brantix_compare_mismatches{" + L +
+                  ",kind=\"static\"} 0\n" + "brantix_compare_mismatches{" + L + ",kind=\"counter\"} 3\n" +
                   "brantix_sample_duration_seconds{" + L + "} 1.5\n");
 }
 
@@ -104,7 +103,8 @@ TEST(MetricsTest, FileIsReplacedAtomically) {
     std::filesystem::create_directory(folder.dir / "taken");
     folder.Write("taken/x", "");
     for (const auto& [target, message] : std::vector<std::pair<std::string, std::string>>{
-             {folder.Path("none/brantix.prom"), ": cannot create a temporary file: No such file or directory"},
+             {folder.Path("none/brantix.prom"),
+              ": cannot create a temporary file: No such file or directory"},
              {folder.Path("taken"), ": cannot rename the temporary file: Is a directory"}}) {
         try {
             orka::WriteTextFileAtomically(target, "x\n");
@@ -128,10 +128,11 @@ TEST(MetricsTest, PromtoolAcceptsEveryFigure) {
         GTEST_SKIP() << "promtool is not installed (Debian package prometheus): exposition not validated";
     }
     Parameters figures;
-    for (const char* name : {"Available Spare Threshold", "Percentage Used", "Data Units Read", "Host Read Commands",
-                             "Host Write Commands", "Power Cycles", "Power On Hours", "Unsafe Shutdowns",
-                             "Media and Data Integrity Errors", "Number of Error Information Log Entries",
-                             "Thermal Management Temperature 1 Count", "Thermal Management Temperature 2 Count"}) {
+    for (const char* name :
+         {"Available Spare Threshold", "Percentage Used", "Data Units Read", "Host Read Commands",
+          "Host Write Commands", "Power Cycles", "Power On Hours", "Unsafe Shutdowns",
+          "Media and Data Integrity Errors", "Number of Error Information Log Entries",
+          "Thermal Management Temperature 1 Count", "Thermal Management Temperature 2 Count"}) {
         figures.push_back({name, "1,234"});
     }
     for (const char* name : {"Warning Composite Temperature Time", "Critical Composite Temperature Time"}) {
@@ -144,8 +145,8 @@ TEST(MetricsTest, PromtoolAcceptsEveryFigure) {
     outcome.compare_passed = false;
     testing_support::TempFolder folder("promtool");
     orka::WriteMetricsFile(folder.Path("brantix.prom"), Document(figures), outcome);
-    const auto check = testing_support::RunProcess({"sh", "-c", "promtool check metrics < brantix.prom"}, {}, {},
-                                                   folder.dir, true);
+    const auto check = testing_support::RunProcess({"sh", "-c", "promtool check metrics < brantix.prom"}, {},
+                                                   {}, folder.dir, true);
     EXPECT_EQ(check.output, "");
     EXPECT_EQ(check.exit_code, 0);
 }
