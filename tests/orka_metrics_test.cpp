@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -46,7 +45,8 @@ std::string Samples(const std::string& text) {
 
 const std::string L = R"(device="/dev/nvme0",model="Acme \"Fast\" SSD",serial="S123",firmware="1.0")";
 
-TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
+// Figures of every reading (unit and factor), labelled, with a verdict.
+Json::Value FigureDocument() {
     Json::Value info =
         Document({{"Composite Temperature", "37 C"},
                   {"Temperature Sensor 2", "-5 C"},
@@ -54,22 +54,32 @@ TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
                   {"Media in Read-only", "Yes"},
                   {"Data Units Written", "340,282,366,920,938,463,463,374,607,431,768,211,455"},
                   {"Controller Busy Time", "3 Min"},
+                  {"Power On Hours", "8,760"},
                   {"Thermal Management Temperature 2 Time", "120 Sec"},
                   {"Host Timestamp", "1,700,000,000,123 mS"}});
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 2;
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 0;
+    return info;
+}
+
+orka::SampleOutcome FailedOutcome() {
     orka::SampleOutcome outcome;
     outcome.passed = false;
     outcome.rules_passed = false;
     outcome.compare_passed = true;
     outcome.counter_mismatches = 3;
     outcome.duration_seconds = 1.5;
-    EXPECT_EQ(Samples(orka::BuildMetricsText(info, outcome)),
+    return outcome;
+}
+
+TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
+    EXPECT_EQ(Samples(orka::BuildMetricsText(FigureDocument(), FailedOutcome())),
               "brantix_composite_temperature_celsius{" + L + "} 37\n" +  //
                   "brantix_temperature_sensor_celsius{" + L + ",sensor=\"2\"} -5\n" +
                   "brantix_available_spare_ratio{" + L + "} 0.95\n" + "brantix_critical_warning{" + L +
                   ",warning=\"read_only\"} 1\n" + "brantix_data_written_bytes_total{" + L +
                   "} 1.742245718635205e+44\n" + "brantix_controller_busy_seconds_total{" + L + "} 180\n" +
+                  "brantix_power_on_seconds_total{" + L + "} 31536000\n" +
                   "brantix_thermal_management_seconds_total{" + L + ",level=\"2\"} 120\n" +
                   "brantix_sample_timestamp_seconds{" + L + "} 1700000000.123\n" + "brantix_sample_passed{" +
                   L + "} 0\n" + "brantix_sample_failed_commands{" + L + "} 1\n" + "brantix_rules_passed{" +
@@ -113,12 +123,8 @@ TEST(MetricsTest, FileIsReplacedAtomically) {
             EXPECT_EQ(error.what(), "Failed to write " + target + message);
         }
     }
-    std::vector<std::string> left;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.dir)) {
-        left.push_back(entry.path().filename().string());
-    }
-    std::sort(left.begin(), left.end());
-    EXPECT_EQ(left, (std::vector<std::string>{"brantix.prom", "taken"}));
+    // No temporary file is left behind: only brantix.prom and taken.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.dir), {}), 2);
     std::ifstream in(path);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "new\n");
 }
@@ -127,24 +133,21 @@ TEST(MetricsTest, PromtoolAcceptsEveryFigure) {
     if (testing_support::RunProcess({"sh", "-c", "command -v promtool"}, {}, {}, ".", false).exit_code != 0) {
         GTEST_SKIP() << "promtool is not installed (Debian package prometheus): exposition not validated";
     }
-    Parameters figures;
-    for (const char* name :
-         {"Available Spare Threshold", "Percentage Used", "Data Units Read", "Host Read Commands",
-          "Host Write Commands", "Power Cycles", "Power On Hours", "Unsafe Shutdowns",
-          "Media and Data Integrity Errors", "Number of Error Information Log Entries",
-          "Thermal Management Temperature 1 Count", "Thermal Management Temperature 2 Count"}) {
-        figures.push_back({name, "1,234"});
+    Json::Value info = FigureDocument();
+    using Figures = std::vector<std::pair<std::string, std::vector<std::string>>>;
+    for (const auto& [value, names] :
+         Figures{{"1",
+                  {"Data Units Read", "Host Read Commands", "Host Write Commands", "Power Cycles",
+                   "Unsafe Shutdowns", "Media and Data Integrity Errors",
+                   "Number of Error Information Log Entries", "Thermal Management Temperature 1 Count"}},
+                 {"1 Min", {"Warning Composite Temperature Time", "Critical Composite Temperature Time"}},
+                 {"1 %", {"Available Spare Threshold", "Percentage Used"}}}) {
+        for (const std::string& name : names) {
+            info["nvme"]["parameters"][name]["value"] = value;
+        }
     }
-    for (const char* name : {"Warning Composite Temperature Time", "Critical Composite Temperature Time"}) {
-        figures.push_back({name, "7 Min"});
-    }
-    figures.push_back({"Temperature Sensor 1", "40 C"});
-    figures.push_back({"NVM Subsystem Unreliable", "No"});
-    orka::SampleOutcome outcome;
-    outcome.rules_passed = true;
-    outcome.compare_passed = false;
     testing_support::TempFolder folder("promtool");
-    orka::WriteMetricsFile(folder.Path("brantix.prom"), Document(figures), outcome);
+    orka::WriteMetricsFile(folder.Path("brantix.prom"), info, FailedOutcome());
     const auto check = testing_support::RunProcess({"sh", "-c", "promtool check metrics < brantix.prom"}, {},
                                                    {}, folder.dir, true);
     EXPECT_EQ(check.output, "");

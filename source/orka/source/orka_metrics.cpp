@@ -26,203 +26,103 @@ enum class Kind { kNumber, kYesNo };
 // numbers; the label then takes the number as its value.
 struct Series {
     const char* parameter;
-    const char* label;
-    const char* label_value;
+    const char* label = nullptr;
+    const char* label_value = nullptr;
 };
 
-// One metric: its name, type and help text, how its parameters' display
-// strings read (the unit after the number and the factors to the metric's
-// base unit) and the lines it is made of.
+// How a parameter's display string reads: the unit after the number (""
+// for none) and the factors that take it to the metric's base unit.
+struct Reading {
+    Kind kind;
+    const char* unit;
+    long double multiply;
+    long double divide;
+};
+
+constexpr Reading COUNT{Kind::kNumber, "", 1, 1};
+constexpr Reading CELSIUS{Kind::kNumber, "C", 1, 1};
+constexpr Reading PERCENT{Kind::kNumber, "%", 1, 100};
+constexpr Reading YES_NO{Kind::kYesNo, "", 1, 1};
+constexpr Reading DATA_UNITS{Kind::kNumber, "", 512000, 1};  // 1000 blocks of 512 bytes
+constexpr Reading MINUTES{Kind::kNumber, "Min", 60, 1};
+constexpr Reading HOURS{Kind::kNumber, "", 3600, 1};
+constexpr Reading SECONDS{Kind::kNumber, "Sec", 1, 1};
+constexpr Reading MILLISECONDS{Kind::kNumber, "mS", 1, 1000};
+
+// One metric: its name, type and help text, how its parameters read, and
+// the lines it is made of.
 struct Family {
     const char* name;
     const char* type;
     const char* help;
-    Kind kind;
-    const char* unit;  // text after the number and one blank; "" for none
-    long double multiply;
-    long double divide;
+    Reading reading;
     std::vector<Series> series;
 };
 
-constexpr long double BYTES_PER_DATA_UNIT = 512000.0L;
+Family Metric(const char* name, const char* type, const char* help, Reading reading,
+              std::vector<Series> series) {
+    return Family{name, type, help, reading, std::move(series)};
+}
 
 const std::vector<Family>& Families() {
     static const std::vector<Family> families = {
-        {"brantix_composite_temperature_celsius",
-         "gauge",
-         "Composite temperature of the controller.",
-         Kind::kNumber,
-         "C",
-         1,
-         1,
-         {{"Composite Temperature", nullptr, nullptr}}},
-        {"brantix_temperature_sensor_celsius",
-         "gauge",
-         "Temperature reported by each temperature sensor.",
-         Kind::kNumber,
-         "C",
-         1,
-         1,
-         {{"Temperature Sensor #", "sensor", nullptr}}},
-        {"brantix_available_spare_ratio",
-         "gauge",
-         "Remaining spare capacity (1 is all of it).",
-         Kind::kNumber,
-         "%",
-         1,
-         100,
-         {{"Available Spare", nullptr, nullptr}}},
-        {"brantix_available_spare_threshold_ratio",
-         "gauge",
-         "Available spare below which the drive raises a critical warning.",
-         Kind::kNumber,
-         "%",
-         1,
-         100,
-         {{"Available Spare Threshold", nullptr, nullptr}}},
-        {"brantix_percentage_used_ratio",
-         "gauge",
-         "Estimate of the life used (1 is the rated life; can exceed 1).",
-         Kind::kNumber,
-         "%",
-         1,
-         100,
-         {{"Percentage Used", nullptr, nullptr}}},
-        {"brantix_critical_warning",
-         "gauge",
-         "Critical warning bits of the health log (1 when raised).",
-         Kind::kYesNo,
-         "",
-         1,
-         1,
-         {{"Available Space Below Threshold", "warning", "available_spare"},
-          {"Temperature Over/Under Threshold", "warning", "temperature"},
-          {"NVM Subsystem Unreliable", "warning", "reliability"},
-          {"Media in Read-only", "warning", "read_only"},
-          {"Volatile Memory Backup Failed", "warning", "volatile_memory_backup"},
-          {"Persistent Memory Unreliable", "warning", "persistent_memory"}}},
-        {"brantix_data_read_bytes_total",
-         "counter",
-         "Data read by the host.",
-         Kind::kNumber,
-         "",
-         BYTES_PER_DATA_UNIT,
-         1,
-         {{"Data Units Read", nullptr, nullptr}}},
-        {"brantix_data_written_bytes_total",
-         "counter",
-         "Data written by the host.",
-         Kind::kNumber,
-         "",
-         BYTES_PER_DATA_UNIT,
-         1,
-         {{"Data Units Written", nullptr, nullptr}}},
-        {"brantix_host_read_commands_total",
-         "counter",
-         "Read commands completed by the controller.",
-         Kind::kNumber,
-         "",
-         1,
-         1,
-         {{"Host Read Commands", nullptr, nullptr}}},
-        {"brantix_host_write_commands_total",
-         "counter",
-         "Write commands completed by the controller.",
-         Kind::kNumber,
-         "",
-         1,
-         1,
-         {{"Host Write Commands", nullptr, nullptr}}},
-        {"brantix_controller_busy_seconds_total",
-         "counter",
-         "Time the controller was busy with I/O commands.",
-         Kind::kNumber,
-         "Min",
-         60,
-         1,
-         {{"Controller Busy Time", nullptr, nullptr}}},
-        {"brantix_power_cycles_total",
-         "counter",
-         "Power cycles.",
-         Kind::kNumber,
-         "",
-         1,
-         1,
-         {{"Power Cycles", nullptr, nullptr}}},
-        {"brantix_power_on_seconds_total",
-         "counter",
-         "Power-on time, counted in whole hours by the drive.",
-         Kind::kNumber,
-         "",
-         3600,
-         1,
-         {{"Power On Hours", nullptr, nullptr}}},
-        {"brantix_unsafe_shutdowns_total",
-         "counter",
-         "Unsafe shutdowns.",
-         Kind::kNumber,
-         "",
-         1,
-         1,
-         {{"Unsafe Shutdowns", nullptr, nullptr}}},
-        {"brantix_media_errors_total",
-         "counter",
-         "Unrecovered data integrity errors.",
-         Kind::kNumber,
-         "",
-         1,
-         1,
-         {{"Media and Data Integrity Errors", nullptr, nullptr}}},
-        {"brantix_error_log_entries_total",
-         "counter",
-         "Error information log entries over the drive's life.",
-         Kind::kNumber,
-         "",
-         1,
-         1,
-         {{"Number of Error Information Log Entries", nullptr, nullptr}}},
-        {"brantix_warning_temperature_seconds_total",
-         "counter",
-         "Time above the warning composite temperature threshold.",
-         Kind::kNumber,
-         "Min",
-         60,
-         1,
-         {{"Warning Composite Temperature Time", nullptr, nullptr}}},
-        {"brantix_critical_temperature_seconds_total",
-         "counter",
-         "Time above the critical composite temperature threshold.",
-         Kind::kNumber,
-         "Min",
-         60,
-         1,
-         {{"Critical Composite Temperature Time", nullptr, nullptr}}},
-        {"brantix_thermal_management_transitions_total",
-         "counter",
-         "Transitions into host controlled thermal management (level 1 light, level 2 heavy).",
-         Kind::kNumber,
-         "",
-         1,
-         1,
-         {{"Thermal Management Temperature 1 Count", "level", "1"},
-          {"Thermal Management Temperature 2 Count", "level", "2"}}},
-        {"brantix_thermal_management_seconds_total",
-         "counter",
-         "Time spent in host controlled thermal management (level 1 light, level 2 heavy).",
-         Kind::kNumber,
-         "Sec",
-         1,
-         1,
-         {{"Thermal Management Temperature 1 Time", "level", "1"},
-          {"Thermal Management Temperature 2 Time", "level", "2"}}},
-        {"brantix_sample_timestamp_seconds",
-         "gauge",
-         "Host time at which the sample was taken.",
-         Kind::kNumber,
-         "mS",
-         1,
-         1000,
-         {{"Host Timestamp", nullptr, nullptr}}},
+        Metric("brantix_composite_temperature_celsius", "gauge", "Composite temperature of the controller.",
+               CELSIUS, {{"Composite Temperature"}}),
+        Metric("brantix_temperature_sensor_celsius", "gauge",
+               "Temperature reported by each temperature sensor.", CELSIUS,
+               {{"Temperature Sensor #", "sensor"}}),
+        Metric("brantix_available_spare_ratio", "gauge", "Remaining spare capacity (1 is all of it).",
+               PERCENT, {{"Available Spare"}}),
+        Metric("brantix_available_spare_threshold_ratio", "gauge",
+               "Available spare below which the drive raises a critical warning.", PERCENT,
+               {{"Available Spare Threshold"}}),
+        Metric("brantix_percentage_used_ratio", "gauge",
+               "Estimate of the life used (1 is the rated life; can exceed 1).", PERCENT,
+               {{"Percentage Used"}}),
+        Metric("brantix_critical_warning", "gauge",
+               "Critical warning bits of the health log (1 when raised).", YES_NO,
+               {{"Available Space Below Threshold", "warning", "available_spare"},
+                {"Temperature Over/Under Threshold", "warning", "temperature"},
+                {"NVM Subsystem Unreliable", "warning", "reliability"},
+                {"Media in Read-only", "warning", "read_only"},
+                {"Volatile Memory Backup Failed", "warning", "volatile_memory_backup"},
+                {"Persistent Memory Unreliable", "warning", "persistent_memory"}}),
+        Metric("brantix_data_read_bytes_total", "counter", "Data read by the host.", DATA_UNITS,
+               {{"Data Units Read"}}),
+        Metric("brantix_data_written_bytes_total", "counter", "Data written by the host.", DATA_UNITS,
+               {{"Data Units Written"}}),
+        Metric("brantix_host_read_commands_total", "counter", "Read commands completed by the controller.",
+               COUNT, {{"Host Read Commands"}}),
+        Metric("brantix_host_write_commands_total", "counter", "Write commands completed by the controller.",
+               COUNT, {{"Host Write Commands"}}),
+        Metric("brantix_controller_busy_seconds_total", "counter",
+               "Time the controller was busy with I/O commands.", MINUTES, {{"Controller Busy Time"}}),
+        Metric("brantix_power_cycles_total", "counter", "Power cycles.", COUNT, {{"Power Cycles"}}),
+        Metric("brantix_power_on_seconds_total", "counter",
+               "Power-on time, counted in whole hours by the drive.", HOURS, {{"Power On Hours"}}),
+        Metric("brantix_unsafe_shutdowns_total", "counter", "Unsafe shutdowns.", COUNT,
+               {{"Unsafe Shutdowns"}}),
+        Metric("brantix_media_errors_total", "counter", "Unrecovered data integrity errors.", COUNT,
+               {{"Media and Data Integrity Errors"}}),
+        Metric("brantix_error_log_entries_total", "counter",
+               "Error information log entries over the drive's life.", COUNT,
+               {{"Number of Error Information Log Entries"}}),
+        Metric("brantix_warning_temperature_seconds_total", "counter",
+               "Time above the warning composite temperature threshold.", MINUTES,
+               {{"Warning Composite Temperature Time"}}),
+        Metric("brantix_critical_temperature_seconds_total", "counter",
+               "Time above the critical composite temperature threshold.", MINUTES,
+               {{"Critical Composite Temperature Time"}}),
+        Metric("brantix_thermal_management_transitions_total", "counter",
+               "Transitions into host controlled thermal management (level 1 light, level 2 heavy).", COUNT,
+               {{"Thermal Management Temperature 1 Count", "level", "1"},
+                {"Thermal Management Temperature 2 Count", "level", "2"}}),
+        Metric("brantix_thermal_management_seconds_total", "counter",
+               "Time spent in host controlled thermal management (level 1 light, level 2 heavy).", SECONDS,
+               {{"Thermal Management Temperature 1 Time", "level", "1"},
+                {"Thermal Management Temperature 2 Time", "level", "2"}}),
+        Metric("brantix_sample_timestamp_seconds", "gauge", "Host time at which the sample was taken.",
+               MILLISECONDS, {{"Host Timestamp"}}),
     };
     return families;
 }
@@ -268,15 +168,16 @@ bool ReadFigure(const Json::Value& parameters, const std::string& name, const Fa
     }
     const std::string text = record["value"].asString();
     long double number = 0;
-    if (family.kind == Kind::kYesNo) {
+    const Reading& reading = family.reading;
+    if (reading.kind == Kind::kYesNo) {
         if (text != "Yes" && text != "No") {
             return false;
         }
         number = text == "Yes" ? 1 : 0;
-    } else if (!ReadNumber(text, family.unit, number)) {
+    } else if (!ReadNumber(text, reading.unit, number)) {
         return false;
     }
-    value = Number(static_cast<double>(number * family.multiply / family.divide));
+    value = Number(static_cast<double>(number * reading.multiply / reading.divide));
     return true;
 }
 
