@@ -144,14 +144,7 @@ bool ReadNumber(const std::string& text, const std::string& unit, long double& o
     if (!digits || (unit.empty() ? !rest.empty() : rest != " " + unit)) {
         return false;
     }
-    std::string number = text.substr(0, end);
-    RemoveCommas(number);
-    try {
-        out = std::stold(number);
-    } catch (...) {
-        return false;
-    }
-    return true;
+    return ToLongDouble(text.substr(0, end), out);
 }
 
 std::string Number(double value) {
