@@ -77,8 +77,10 @@ expect "-u synopsis" \
     " brantix <command file> [-n,--nvme #] [-d,--dir <directory>] [COMMAND-OPTIONS] [-x,-v,-h,-u] [--export]" \
     "$(sed -n 2p "$scratch/usage.txt")"
 
-# A scheduled read on the simulated drive, its metrics in a file of our own.
-sed "s|/var/lib/prometheus/node-exporter/brantix.prom|$scratch/metrics/brantix.prom|" \
+# A scheduled read on the simulated drive with the installed rules, its
+# metrics in a file of our own.
+sed -e "s|/var/lib/prometheus/node-exporter/brantix.prom|$scratch/metrics/brantix.prom|" \
+    -e "s|/usr/share/brantix/|$root/usr/share/brantix/|" \
     "$root/usr/share/brantix/fleet-read.cmd.json" >"$scratch/work/fleet.cmd.json"
 mkdir -p "$scratch/metrics"
 (cd "$scratch/work" && "$repo/scripts/with-simulator" demo -- "$brantix" fleet -d "$scratch/log") \
