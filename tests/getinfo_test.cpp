@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <tuple>
 
 #include "support/parameters.h"
 #include "support/simulator.h"
@@ -155,12 +156,23 @@ TEST(ReadCommand, SamplesFilesAndVerdicts) {
 
 // The failed commands of a sample are named in its information file.
 TEST(ReadCommand, RejectedCommandsAreNamed) {
-    const auto run = RunRead("rich-1.4", "{}", "opcode=0x06,after=1,status=0x4002");
-    const Json::Value info = JsonFile(run, "nvme.info.json");
-    EXPECT_EQ(info["_metadata"]["result"].asString(), "FAIL");
-    // The active namespace list may fail: the size then falls back to namespace 1.
-    EXPECT_EQ(info["_metadata"]["read status"].asString(), "Identify Namespace 1 failed");
-    EXPECT_EQ(testing_support::ParameterValue(info, "Size"), testing_support::ABSENT);
+    const struct {
+        std::string faults;
+        std::string status;
+        std::string absent;  // a parameter the failed command would have given
+    } cases[] = {
+        // The active namespace list may fail: the size then falls back to namespace 1.
+        {"opcode=0x06,after=1,status=0x4002", "Identify Namespace 1 failed", "Size"},
+        {"opcode=0x02,log=0x02,status=0x4002", "Get Log Page 0x02 failed", "Power On Hours"},
+    };
+    for (const auto& c : cases) {
+        const auto run = RunRead("rich-1.4", "{}", c.faults);
+        EXPECT_EQ(run.exit_code, 22) << c.faults;
+        const Json::Value info = JsonFile(run, "nvme.info.json");
+        EXPECT_EQ(info["_metadata"]["result"].asString(), "FAIL") << c.faults;
+        EXPECT_EQ(info["_metadata"]["read status"].asString(), c.status);
+        EXPECT_EQ(testing_support::ParameterValue(info, c.absent), testing_support::ABSENT) << c.faults;
+    }
 }
 
 // The calculated parameters of one sample of the rich drive, and its commands.
@@ -325,7 +337,25 @@ TEST(ReadCommand, RulesAndComparison) {
                   testing_support::ParameterValue(reference, "Firmware Revision (FR)") +
                   "' does not match compare value 'OLDFW'");
     EXPECT_EQ(JsonFile(run, "read.summary.json")["read details"]["static mismatches"].asInt(), 1);
+
+    // A counter that went backwards: a counter mismatch by default and under "firmware", an exact one under "all".
+    const std::string hours = testing_support::ParameterValue(reference, "Power On Hours");
+    options.files = {{"before.json", with_value("Power On Hours", "99,999")}};
+    const std::string less = "'Power On Hours' value '" + hours + "' is less than compare value '99,999'";
+    const std::string differs = "'Power On Hours' value '" + hours + "' does not match compare value '99,999'";
+    for (const auto& [type, list, message] : {std::tuple<std::string, std::string, std::string>{
+                                                  "default", "counter mismatches", less},
+                                              {"firmware", "counter mismatches", less},
+                                              {"all", "static mismatches", differs}}) {
+        const auto backwards = RunRead(
+            "rich-1.4", R"({"compare file": "before.json", "compare type": ")" + type + "\"}", "", options);
+        EXPECT_EQ(backwards.exit_code, 22) << type << backwards.console;
+        const Json::Value mismatches = JsonFile(backwards, "nvme.info.json")[list];
+        ASSERT_EQ(mismatches.size(), 1u) << type;
+        EXPECT_EQ(mismatches[0]["message"].asString(), message) << type;
+    }
 }
+
 
 // A rules or compare file that is missing or broken ends the run before any sample.
 TEST(ReadCommand, MissingOrBrokenRulesAndCompareFiles) {
