@@ -16,6 +16,8 @@ PACKAGES=(
     libgmock-dev
     nvme-cli
     clang-format
+    clang
+    libclang-rt-14-dev
 )
 
 missing=()
