@@ -33,12 +33,28 @@ Json::Value DecodeDrive(const brantix_sim::Drive& drive) {
     return info;
 }
 
+namespace {
+
+const brantix_sim::Drive& DemoDrive() {
+    static const brantix_sim::Drive drive =
+        brantix_sim::LoadProfile(SourcePath("simulator/profiles/demo.json")).drives.at(0);
+    return drive;
+}
+
+}  // namespace
+
 const Json::Value& ReferenceInfo() {
     static const Json::Value info = [] {
         orka::ExpandParameterCatalogue();
-        return DecodeDrive(brantix_sim::LoadProfile(SourcePath("simulator/profiles/demo.json")).drives.at(0));
+        return DecodeDrive(DemoDrive());
     }();
     return info;
+}
+
+const orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA& ReferenceController() {
+    static const auto controller =
+        FromBytes<orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA>(DemoDrive().identify_controller);
+    return controller;
 }
 
 std::string SourcePath(const std::string& relative) {

@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "orka_data.h"
 #include "profile.h"
 
 namespace fuzz {
@@ -16,6 +17,9 @@ Json::Value DecodeDrive(const brantix_sim::Drive& drive);
 
 // The first drive of the demo profile, decoded once per process.
 const Json::Value& ReferenceInfo();
+
+// The demo drive's Identify Controller record, for decoders that consult it.
+const orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA& ReferenceController();
 
 // A file of the source tree, given relative to its root.
 std::string SourcePath(const std::string& relative);
