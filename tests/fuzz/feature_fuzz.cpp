@@ -17,11 +17,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<unsigned char> buffer(data + (size < 4 ? size : 4), data + size);
     Json::Value parameters;
     try {
-        orka::DecodeFeature(FEATURE_ID, dword, buffer.empty() ? nullptr : buffer.data(),
-                            static_cast<unsigned int>(buffer.size()), fuzz::ReferenceController(),
-                            parameters);
         if (FEATURE_ID == 0x04) {
+            // Temperature thresholds: the over threshold in the low half, the under one in the high half.
             orka::DecodeTemperatureThresholds("Temperature Sensor 1", dword, dword >> 16, parameters);
+        } else {
+            orka::DecodeFeature(FEATURE_ID, dword, buffer.empty() ? nullptr : buffer.data(),
+                                static_cast<unsigned int>(buffer.size()), fuzz::ReferenceController(),
+                                parameters);
         }
     } catch (const orka::OrkaError& error) {
         fuzz::FailOnCatalogueMiss(error);  // a buffer too short for the feature is refused
