@@ -346,16 +346,16 @@ TEST_F(SimulatedSystemInfo, PciParametersOfTheDriveUnderTest) {
     } cases[] = {
         {"rich-1.4",
          "0",
-         {"16.0 GT/s", "0X2500", "Bus 02, device 00, function 0", "64.0 GT/s", "Gen4 16.0GT/s", "x4",
-          "Gen3 8.0GT/s", "x2", "0X43B0", "Bus 00, device 1d, function 0", "0X8086"}},
+         {"16.0 GT/s", "0x2500", "Bus 02, device 00, function 0", "64.0 GT/s", "Gen4 16.0GT/s", "x4",
+          "Gen3 8.0GT/s", "x2", "0x43B0", "Bus 00, device 1d, function 0", "0x8086"}},
         {"dual-namespace",
          "1",
-         {"32.0 GT/s", "0X2262", "Bus 02, device 00, function 0", "32.0 GT/s", "Gen3 8.0GT/s", "x4",
-          "Gen3 8.0GT/s", "x4", "0XA110", "Bus 00, device 1d, function 0", "0X8086"}},
+         {"32.0 GT/s", "0x2262", "Bus 02, device 00, function 0", "32.0 GT/s", "Gen3 8.0GT/s", "x4",
+          "Gen3 8.0GT/s", "x4", "0xA110", "Bus 00, device 1d, function 0", "0x8086"}},
         {FastLinkProfile(),
          "0",
-         {"2.5 GT/s", "0X5765", "Bus 01, device 00, function 0", "1024.0 GT/s", "N/A", "x16", "Gen1 2.5GT/s",
-          "x1", "0XA110", "Bus 00, device 1c, function 0", "0X8086"}},
+         {"2.5 GT/s", "0x5765", "Bus 01, device 00, function 0", "1024.0 GT/s", "N/A", "x16", "Gen1 2.5GT/s",
+          "x1", "0xA110", "Bus 00, device 1c, function 0", "0x8086"}},
         // A drive number the host does not have: every fact is missing.
         {"plain-1.2.1", "5", std::vector<std::string>(11, "N/A")},
     };
