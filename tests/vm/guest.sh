@@ -36,12 +36,28 @@ step id-ns 0 nvme id-ns /dev/nvme0 -n 1 -o json
 step smart-log 0 nvme smart-log /dev/nvme0 -o json
 step error-log 0 nvme error-log /dev/nvme0 -o json
 step fw-log 0 nvme fw-log /dev/nvme0 -o json
-# get-feature prints one "Current value:0x..." line per feature; features the
-# controller does not know end with a status, which is kept as it is.
+# get-feature prints one "Current value:0x..." line per feature (namespace 1,
+# as brantix asks); features the controller does not know end with an NVMe
+# status, which is kept as it is.
+feature() {
+    nvme get-feature /dev/nvme0 -n 1 -s 0 "$@" 2>&1
+}
 for fid in 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 15 16 18; do
-    nvme get-feature /dev/nvme0 -f 0x$fid -s 0 > "$out/feature-$fid.out" 2>&1
+    feature -f 0x$fid > "$out/feature-$fid.out"
     echo "feature-$fid $?" >> "$out/codes"
 done
+feature -f 0x04 -c 0x100000 > "$out/feature-04-under.out"
+echo "feature-04-under $?" >> "$out/codes"
+
+# The PCI functions as the kernel lays them out, for the host facts.
+controller=$(readlink -f /sys/class/nvme/nvme0/device)
+port=$(dirname "$controller")
+for file in vendor device current_link_speed current_link_width max_link_speed max_link_width; do
+    echo "controller $file $(cat "$controller/$file" 2>&1)"
+    echo "port $file $(cat "$port/$file" 2>&1)"
+done > "$out/sysfs.txt"
+echo "controller address $(basename "$controller")" >> "$out/sysfs.txt"
+echo "port address $(basename "$port")" >> "$out/sysfs.txt"
 step smartctl 0 smartctl -x -j /dev/nvme0
 
 # brantix: usage, then the read command files.
