@@ -269,6 +269,26 @@ const Row ROWS[] = {
     {"Timestamp Stopped", FEATURE, "0E", 48, 1, TimestampStopped},
 };
 
+// Self-test and sanitize runs: an action the controller does not advertise
+// (the Identify Controller bit, as nvme-cli read it) must end with brantix's
+// failure code and message; an advertised one must pass.
+struct Action {
+    const char* step;  // folder the run logged into, and "brantix-" + step in codes
+    const char* summary;
+    const char* field;
+    unsigned int bit;
+    int refused_code;
+    const char* refused_message;
+};
+
+const Action ACTIONS[] = {
+    {"selftest-short", "selftest.summary.json", "oacs", 4, 30, "Device does NOT support self-test"},
+    {"selftest-extended", "selftest.summary.json", "oacs", 4, 30, "Device does NOT support self-test"},
+    {"sanitize-block", "sanitize.summary.json", "sanicap", 1, 40, "Device does NOT support block erase"},
+    {"sanitize-overwrite", "sanitize.summary.json", "sanicap", 2, 42, "Device does NOT support overwrite"},
+    {"sanitize-crypto", "sanitize.summary.json", "sanicap", 0, 41, "Device does NOT support crypto erase"},
+};
+
 const char* SourceName(Source source) {
     switch (source) {
         case Source::kSmartctl:
@@ -394,7 +414,7 @@ class CrossCheck {
 
     // Returns the number of disagreements.
     int Run() const {
-        int differences = CheckHostFacts();
+        int differences = CheckHostFacts() + CheckActions();
         if (brantix_.isNull()) {
             std::cout << "crosscheck: brantix wrote no information file; only the kernel's PCI facts were "
                          "checked\n";
@@ -486,6 +506,43 @@ class CrossCheck {
         expect("Root PCI Location", value("Root PCI Location"), orka::PciLocationText(sysfs["port address"]));
         const Json::Value& drives = info["_metadata"]["system"]["nvme list"];
         expect("drive overview", drives.size() == 1 ? drives[0].asString().substr(0, 10) : "", "DRIVE 0 : ");
+        return differences;
+    }
+
+    // The exit code of each step inside the machine ("NAME CODE" lines).
+    std::map<std::string, std::string> ReadCodes() const {
+        std::map<std::string, std::string> codes;
+        std::istringstream lines(ReadFile(results_ + "/codes"));
+        for (std::string name, code; lines >> name >> code;) {
+            codes[name] = code;
+        }
+        return codes;
+    }
+
+    int CheckActions() const {
+        auto codes = ReadCodes();
+        int differences = 0;
+        for (const Action& action : ACTIONS) {
+            const std::string step = std::string("brantix-") + action.step;
+            const std::string output = ReadFile(results_ + "/" + step + ".out");
+            if (codes[step] == "17" && output.find("is not available in this build") != std::string::npos) {
+                std::cout << "skipped " << action.step << ": its command type is not in this build\n";
+                continue;
+            }
+            const bool supported = ((controller_[action.field].asUInt64() >> action.bit) & 1U) != 0;
+            const int code = supported ? 0 : action.refused_code;
+            const Json::Value result = ReadJson(results_ + "/" + action.step + "/" + action.summary)["_cmd"];
+            const std::string shown =
+                codes[step] + " " + result["return code"].asString() + " " + result["message"].asString();
+            const std::string expected =
+                std::to_string(code) + " " + std::to_string(code) + " " +
+                (supported ? shown.substr(shown.find(' ', shown.find(' ') + 1) + 1) : action.refused_message);
+            if (shown != expected) {
+                std::cout << "DIFF " << action.step << " (exit code, return code, message): \"" << shown
+                          << "\", expected \"" << expected << "\"\n";
+                ++differences;
+            }
+        }
         return differences;
     }
 

@@ -8,7 +8,8 @@ cd "$out" || exit 1
 failures=0
 
 # step NAME EXPECTED COMMAND...: runs COMMAND in a folder of its own, keeps
-# NAME.out, NAME.err and a line "NAME <code>" in codes.
+# NAME.out, NAME.err and a line "NAME <code>" in codes. EXPECTED "-" leaves
+# the exit code to the cross-check, which knows what the controller supports.
 step() {
     name=$1
     expected=$2
@@ -17,7 +18,9 @@ step() {
     (cd "$out/$name" && "$@") > "$out/$name.out" 2> "$out/$name.err"
     code=$?
     echo "$name $code" >> "$out/codes"
-    if [ "$code" = "$expected" ]; then
+    if [ "$expected" = "-" ]; then
+        echo "ran  $name (exit code $code, judged by the cross-check)"
+    elif [ "$code" = "$expected" ]; then
         echo "ok   $name (exit code $code)"
     else
         echo "FAIL $name: exit code $code, expected $expected"
@@ -65,5 +68,11 @@ step brantix-usage 0 /vm/brantix -u
 step brantix-read-all 17 /vm/brantix /vm/read-all -d "$out/read-all"
 step brantix-read-system 17 /vm/brantix /vm/read-system -d "$out/read-system"
 step brantix-missing-drive 19 /vm/brantix /vm/read-all --nvme 7 -d "$out/missing-drive"
+
+# Self-test and sanitize: whatever the controller does not support must end
+# with brantix's own failure code; sanitize goes last, as it erases the drive.
+for name in selftest-short selftest-extended sanitize-block sanitize-overwrite sanitize-crypto; do
+    step brantix-$name - /vm/brantix /vm/$name -d "$out/$name"
+done
 
 exit $failures
