@@ -93,6 +93,15 @@ std::string Enabled(const Shown&, unsigned long long v) {
 std::string PowerOfTwo(const Shown&, unsigned long long v) {
     return orka::ToPowerOfTwo(static_cast<unsigned int>(v));
 }
+std::string TransferSize(const Shown&, unsigned long long v) {
+    return v == 0 ? "Unrestricted" : orka::ToPowerOfTwo(static_cast<unsigned int>(v));
+}
+std::string MultipleOrSingle(const Shown&, unsigned long long v) {
+    return v == 1 ? "Multiple" : "Single";
+}
+std::string SlotReadStatus(const Shown&, unsigned long long v) {
+    return v == 1 ? "Read only" : "Read/Write";
+}
 std::string Kelvin(const Shown&, unsigned long long v) {
     return v == 0 ? "Not Reported" : orka::ToTemp(static_cast<unsigned short>(v));
 }
@@ -161,6 +170,9 @@ const Row ROWS[] = {
     {"Firmware Revision (FR)", CTRL, "fr", 0, 0, Text},
     {"Recommended Arbitration Burst (RAB)", CTRL, "rab", 0, 0, PowerOfTwo},
     {"IEEE OUI Identifier (IEEE)", CTRL, "ieee", 0, 0, Oui},
+    {"NVM Subsystem PCIe Ports", CTRL, "cmic", 0, 1, MultipleOrSingle},
+    {"NVM Subsystem Controllers", CTRL, "cmic", 1, 1, MultipleOrSingle},
+    {"Maximum Data Transfer Size (MDTS)", CTRL, "mdts", 0, 0, TransferSize},
     {"Controller ID (CNTLID)", CTRL, "cntlid", 0, 0, Decimal},
     {"Version (VER)", CTRL, "ver", 0, 0, Version},
     {"Namespace Attribute Notices", CTRL, "oaes", 8, 1, Supported},
@@ -172,7 +184,9 @@ const Row ROWS[] = {
     {"Doorbell Buffer Config Command", CTRL, "oacs", 8, 1, Supported},
     {"Abort Command Limit (ACL)", CTRL, "acl", 0, 0, PlusOne},
     {"Asynchronous Event Request Limit (AERL)", CTRL, "aerl", 0, 0, PlusOne},
+    {"Firmware Slot 1 Read Status", CTRL, "frmw", 0, 1, SlotReadStatus},
     {"Firmware Slots", CTRL, "frmw", 1, 3, Decimal},
+    {"Firmware Activation Without Reset", CTRL, "frmw", 4, 1, Supported},
     {"SMART/Health Log Page per Namespace", CTRL, "lpa", 0, 1, Supported},
     {"Commands Supported and Effects Log Page", CTRL, "lpa", 1, 1, Supported},
     {"Extended Data for Get Log Page", CTRL, "lpa", 2, 1, Supported},
