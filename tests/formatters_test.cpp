@@ -230,7 +230,7 @@ TEST(ParameterRecords, UnknownNameThrowsAndWritesNothing) {
     orka::AddParameter(parameters, "Model", "kept");
     const Json::Value before = parameters;
     for (const std::string name :
-         {"Model Number", "model", "Read Recovery Level (RRL)", "Power State 32 Maximum Power (MP)", ""}) {
+         {"Model Number", "model", "Read Recovery Level(RRL)", "Power State 32 Maximum Power (MP)", ""}) {
         try {
             orka::AddParameter(parameters, name, "1");
             ADD_FAILURE() << "no exception for '" << name << "'";

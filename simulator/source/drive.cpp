@@ -439,6 +439,13 @@ Answer RunAdminCommand(const Context& context, const Drive& drive, AdminCommand&
             answer = Answer{-1, ENODEV, 0};
             failed = true;
         }
+        // The kernel refuses a transfer longer than the controller's or its own limit before the
+        // command reaches the drive.
+        const uint64_t max_transfer = drive.MaxTransfer();
+        if (!failed && max_transfer != 0 && command.data_len > max_transfer) {
+            answer = Answer{-1, EINVAL, 0};
+            failed = true;
+        }
         std::vector<Fault> faults = drive.faults;
         faults.insert(faults.end(), context.run_faults.begin(), context.run_faults.end());
         for (const auto& fault : faults) {

@@ -163,6 +163,10 @@ void BuildTree(Simulation& sim) {
             WriteFile(block + "/size", std::to_string(ns.sectors) + "\n");
             WriteFile(block + "/device/model", model);
             WriteFile(block + "/device/address", drive.pci.address + "\n");
+            if (drive.max_hw_sectors_kb != 0) {
+                MakeDirs(block + "/queue");
+                WriteFile(block + "/queue/max_hw_sectors_kb", std::to_string(drive.max_hw_sectors_kb) + "\n");
+            }
         }
         const std::string controller = build + "/sys/class/nvme/" + name;
         MakeDirs(controller);

@@ -440,14 +440,17 @@ Bytes EncodeEventLog(const Json::Value& source, const std::string& where) {
             EncodeFields(event["fields"], *table, data, 0, at + ".fields");
         }
         Bytes header(24, 0);
-        EncodeExcept(event, EVENT_HEADER, header, 0, at, {"data", "fields", "vendor"});
+        EncodeExcept(event, EVENT_HEADER, header, 0, at, {"data", "fields", "vendor", "EL"});
         header[2] = 21;  // event header length, bytes after the first three
         Bytes vendor;
         if (event.isMember("vendor")) {
             vendor = ParseHex(event["vendor"].asString(), at + ".vendor");
         }
         WriteLe(header, 20, 2, vendor.size());
-        WriteLe(header, 22, 2, vendor.size() + data.size());
+        // "EL" overrides the event length, for drives whose events lie about it.
+        WriteLe(header, 22, 2,
+                event.isMember("EL") ? static_cast<uint64_t>(ParseNumber(event["EL"], at + ".EL"))
+                                     : vendor.size() + data.size());
         image.insert(image.end(), header.begin(), header.end());
         image.insert(image.end(), vendor.begin(), vendor.end());
         image.insert(image.end(), data.begin(), data.end());
@@ -626,6 +629,10 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
     if (outcomes.count(drive.sanitize_outcome) == 0) {
         throw ProfileError(where + ".sanitize.outcome: unknown outcome \"" + drive.sanitize_outcome + "\"");
     }
+    if (source.isMember("max hw sectors kb")) {
+        drive.max_hw_sectors_kb =
+            static_cast<unsigned>(ParseNumber(source["max hw sectors kb"], where + ".max hw sectors kb"));
+    }
     const Json::Value& faults = source["faults"];
     if (!faults.isNull()) {
         ParseFaults(faults.asString(), drive.faults, drive.open_error, drive.vanish_after);
@@ -634,6 +641,16 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
 }
 
 }  // namespace
+
+uint64_t Drive::MaxTransfer() const {
+    const unsigned mdts = identify_controller.size() > 77 ? identify_controller[77] : 0;
+    uint64_t limit = mdts == 0 || mdts > 20 ? 0 : uint64_t{4096} << mdts;
+    if (max_hw_sectors_kb != 0) {
+        const uint64_t kernel = uint64_t{max_hw_sectors_kb} * 1024;
+        limit = limit == 0 ? kernel : std::min(limit, kernel);
+    }
+    return limit;
+}
 
 Bytes EmptySelfTestLog() {
     Bytes image(564, 0);

@@ -74,8 +74,13 @@ struct Drive {
     unsigned sanitize_polls = 3;
     int sanitize_seconds = -1;
     std::string sanitize_outcome = "completed";
-    int open_error = 0;     // errno that opening the device fails with
-    int vanish_after = -1;  // the device disappears after this many commands
+    // The kernel's transfer limit of the drive's queue in KiB (sysfs
+    // queue/max_hw_sectors_kb), 0: not shown. Transfers above it or above
+    // MDTS fail with EINVAL, as the kernel refuses them.
+    unsigned max_hw_sectors_kb = 0;
+    uint64_t MaxTransfer() const;  // bytes, 0: no limit
+    int open_error = 0;            // errno that opening the device fails with
+    int vanish_after = -1;         // the device disappears after this many commands
     std::vector<Fault> faults;
 
     uint16_t Sanicap() const;

@@ -376,6 +376,313 @@ static_assert(offsetof(ORKA_NVME_IDENTIFY_NAMESPACE_DATA, EUI64) == 120, "EUI64"
 static_assert(offsetof(ORKA_NVME_IDENTIFY_NAMESPACE_DATA, LBAF) == 128, "LBAF");
 static_assert(offsetof(ORKA_NVME_IDENTIFY_NAMESPACE_DATA, VS) == 384, "VS");
 
+// ---------------------------------------------------------------------------
+// On-device layouts: log pages
+// ---------------------------------------------------------------------------
+
+// Error Information log entry (log 01h), 64 bytes.
+struct ORKA_NVME_ERROR_INFO_ENTRY {
+    le64 ERRCNT;  // 0: the entry is empty
+    le16 SQID;    // FFFFh: not specific
+    le16 CID;     // FFFFh: not specific
+    le16 STS;     // STS_PHASE, STS_STATUS
+    le16 PEL;     // PEL_BYTE, PEL_BIT; FFFFh: not specific
+    le64 LBA;     // all ones: not applicable
+    le32 NS;      // FFFFFFFFh: not applicable
+    unsigned char VSIA;
+    unsigned char TRTYPE;
+    unsigned char rsvd30[2];
+    le64 CSI;
+    le16 TTSI;
+    unsigned char rsvd42[22];
+};
+constexpr BitField STS_PHASE{0, 1};
+constexpr BitField STS_STATUS{1, 15};
+constexpr BitField PEL_BYTE{0, 8};
+constexpr BitField PEL_BIT{8, 3};
+
+static_assert(sizeof(ORKA_NVME_ERROR_INFO_ENTRY) == 64, "error entry size");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, ERRCNT) == 0, "ERRCNT");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, SQID) == 8, "SQID");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, CID) == 10, "CID");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, STS) == 12, "STS");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, PEL) == 14, "PEL");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, LBA) == 16, "LBA");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, NS) == 24, "NS");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, VSIA) == 28, "VSIA");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, TRTYPE) == 29, "TRTYPE");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, CSI) == 32, "CSI");
+static_assert(offsetof(ORKA_NVME_ERROR_INFO_ENTRY, TTSI) == 40, "TTSI");
+
+// Error Information log (01h): the entries the error log structure holds.
+struct ORKA_NVME_LOGPAGE_01_DATA {
+    ORKA_NVME_ERROR_INFO_ENTRY ENTRY[MAX_LOGPAGE1_ERRORS];
+};
+static_assert(sizeof(ORKA_NVME_LOGPAGE_01_DATA) == LOGPAGE_01_LENGTH, "log 01h size");
+
+// SMART / Health Information log (02h), 512 bytes. The 16-byte counters are
+// unsigned 128-bit little-endian numbers.
+struct ORKA_NVME_LOGPAGE_02_DATA {
+    unsigned char CW;  // critical warning bits 0-5
+    le16 CTEMP;        // kelvin
+    unsigned char AVSP;
+    unsigned char AVSPT;
+    unsigned char PUSED;
+    unsigned char EGCWS;
+    unsigned char rsvd7[25];
+    unsigned char DUR[16];
+    unsigned char DUW[16];
+    unsigned char HRC[16];
+    unsigned char HWC[16];
+    unsigned char CBT[16];
+    unsigned char PWRC[16];
+    unsigned char POH[16];
+    unsigned char UNSAFE[16];
+    unsigned char MEDERR[16];
+    unsigned char NUMERR[16];
+    le32 WCTT;                    // minutes
+    le32 CCTT;                    // minutes
+    le16 TSEN[MAX_TEMP_SENSORS];  // kelvin, 0: not reported
+    le32 TMT1TC;
+    le32 TMT2TC;
+    le32 TTTMT1;  // seconds
+    le32 TTTMT2;  // seconds
+    unsigned char rsvd232[280];
+};
+
+static_assert(sizeof(ORKA_NVME_LOGPAGE_02_DATA) == LOGPAGE_02_LENGTH, "log 02h size");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, CW) == 0, "CW");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, CTEMP) == 1, "CTEMP");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, AVSP) == 3, "AVSP");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, AVSPT) == 4, "AVSPT");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, PUSED) == 5, "PUSED");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, EGCWS) == 6, "EGCWS");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, DUR) == 32, "DUR");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, DUW) == 48, "DUW");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, HRC) == 64, "HRC");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, HWC) == 80, "HWC");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, CBT) == 96, "CBT");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, PWRC) == 112, "PWRC");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, POH) == 128, "POH");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, UNSAFE) == 144, "UNSAFE");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, MEDERR) == 160, "MEDERR");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, NUMERR) == 176, "NUMERR");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, WCTT) == 192, "WCTT");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, CCTT) == 196, "CCTT");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, TSEN) == 200, "TSEN");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, TMT1TC) == 216, "TMT1TC");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, TMT2TC) == 220, "TMT2TC");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, TTTMT1) == 224, "TTTMT1");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_02_DATA, TTTMT2) == 228, "TTTMT2");
+
+// Firmware Slot Information log (03h), 512 bytes.
+struct ORKA_NVME_LOGPAGE_03_DATA {
+    unsigned char AFI;  // AFI_ACTIVE, AFI_NEXT
+    unsigned char rsvd1[7];
+    char FRS[MAXIMUM_FIRMWARE_SLOTS][8];  // slot 1 first
+    unsigned char rsvd64[448];
+};
+constexpr BitField AFI_ACTIVE{0, 3};
+constexpr BitField AFI_NEXT{4, 3};
+
+static_assert(sizeof(ORKA_NVME_LOGPAGE_03_DATA) == LOGPAGE_03_LENGTH, "log 03h size");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_03_DATA, AFI) == 0, "AFI");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_03_DATA, FRS) == 8, "FRS");
+
+// Commands Supported and Effects log (05h), 4096 bytes: one entry per opcode.
+struct ORKA_NVME_LOGPAGE_05_DATA {
+    le32 ACS[256];   // admin commands
+    le32 IOCS[256];  // I/O commands
+    unsigned char rsvd2048[2048];
+};
+constexpr BitField EFFECTS_CSUPP{0, 1};
+constexpr BitField EFFECTS_LBCC{1, 1};
+constexpr BitField EFFECTS_NCC{2, 1};
+constexpr BitField EFFECTS_NIC{3, 1};
+constexpr BitField EFFECTS_CCC{4, 1};
+constexpr BitField EFFECTS_CSE{16, 3};
+constexpr BitField EFFECTS_UUID{19, 1};
+
+static_assert(sizeof(ORKA_NVME_LOGPAGE_05_DATA) == LOGPAGE_05_LENGTH, "log 05h size");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_05_DATA, ACS) == 0, "ACS");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_05_DATA, IOCS) == 1024, "IOCS");
+
+// Device Self-test result entry, 28 bytes.
+struct ORKA_NVME_SELF_TEST_RESULT {
+    unsigned char STATUS;  // SELF_TEST_RESULT, SELF_TEST_CODE
+    unsigned char SEGN;
+    unsigned char VDI;  // bit 0 NSID, bit 1 FLBA, bit 2 SCT, bit 3 SC valid
+    unsigned char rsvd3;
+    le64 POH;
+    le32 NSID;
+    le64 FLBA;
+    unsigned char SCT;
+    unsigned char SC;
+    unsigned char VS[2];
+};
+constexpr BitField SELF_TEST_RESULT{0, 4};
+constexpr BitField SELF_TEST_CODE{4, 4};
+
+static_assert(sizeof(ORKA_NVME_SELF_TEST_RESULT) == 28, "self-test result size");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, STATUS) == 0, "STATUS");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, SEGN) == 1, "SEGN");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, VDI) == 2, "VDI");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, POH) == 4, "POH");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, NSID) == 12, "NSID");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, FLBA) == 16, "FLBA");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, SCT) == 24, "SCT");
+static_assert(offsetof(ORKA_NVME_SELF_TEST_RESULT, SC) == 25, "SC");
+
+// Device Self-test log (06h), 564 bytes, newest result first.
+struct ORKA_NVME_LOGPAGE_06_DATA {
+    unsigned char CDSTO;  // current operation
+    unsigned char CDSTC;  // current completion, percent
+    unsigned char rsvd2[2];
+    ORKA_NVME_SELF_TEST_RESULT RESULT[MAX_SELF_TESTS];
+};
+
+static_assert(sizeof(ORKA_NVME_LOGPAGE_06_DATA) == LOGPAGE_06_LENGTH, "log 06h size");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_06_DATA, CDSTO) == 0, "CDSTO");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_06_DATA, CDSTC) == 1, "CDSTC");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_06_DATA, RESULT) == 4, "RESULT");
+
+// Telemetry host- or controller-initiated log (07h, 08h), header block of 512 bytes.
+struct ORKA_NVME_TELEMETRY_HEADER {
+    unsigned char LID;
+    unsigned char rsvd1[4];
+    unsigned char IEEE[3];
+    le16 DA1LB;
+    le16 DA2LB;
+    le16 DA3LB;  // last block of data area 3: the log's end
+    unsigned char rsvd14[498];
+};
+constexpr unsigned int TELEMETRY_HEADER_LENGTH = 512;
+
+static_assert(sizeof(ORKA_NVME_TELEMETRY_HEADER) == TELEMETRY_HEADER_LENGTH, "telemetry header size");
+static_assert(offsetof(ORKA_NVME_TELEMETRY_HEADER, DA3LB) == 12, "DA3LB");
+
+// Persistent Event log (0Dh) header, 512 bytes; the events follow it.
+struct ORKA_NVME_EVENT_LOG_HEADER {
+    unsigned char LID;
+    unsigned char rsvd1[3];
+    le32 TNEV;  // total number of events
+    le64 TLL;   // total log length, header included
+    unsigned char LRV;
+    unsigned char rsvd17;
+    le16 LHL;
+    le64 TS;  // low 48 bits: milliseconds
+    unsigned char POH[16];
+    le64 PCC;
+    le16 VID;
+    le16 SSVID;
+    char SN[20];
+    char MN[40];
+    char SUBNQN[256];
+    unsigned char rsvd372[108];
+    unsigned char SEB[32];  // supported events bitmap
+};
+constexpr unsigned int EVENT_LOG_HEADER_LENGTH = 512;
+
+static_assert(sizeof(ORKA_NVME_EVENT_LOG_HEADER) == EVENT_LOG_HEADER_LENGTH, "event log header size");
+static_assert(offsetof(ORKA_NVME_EVENT_LOG_HEADER, TNEV) == 4, "TNEV");
+static_assert(offsetof(ORKA_NVME_EVENT_LOG_HEADER, TLL) == 8, "TLL");
+static_assert(offsetof(ORKA_NVME_EVENT_LOG_HEADER, TS) == 20, "TS");
+static_assert(offsetof(ORKA_NVME_EVENT_LOG_HEADER, POH) == 28, "POH");
+static_assert(offsetof(ORKA_NVME_EVENT_LOG_HEADER, PCC) == 44, "PCC");
+static_assert(offsetof(ORKA_NVME_EVENT_LOG_HEADER, SEB) == 480, "SEB");
+
+// The Persistent Event log as read, at most LOGPAGE_0D_LENGTH bytes.
+struct ORKA_NVME_LOGPAGE_0D_DATA {
+    ORKA_NVME_EVENT_LOG_HEADER HEADER;
+    unsigned char EVENTS[LOGPAGE_0D_LENGTH - EVENT_LOG_HEADER_LENGTH];
+};
+static_assert(sizeof(ORKA_NVME_LOGPAGE_0D_DATA) == LOGPAGE_0D_LENGTH, "log 0Dh size");
+
+// Persistent event header, 24 bytes. The event occupies EHL + 3 + EL bytes;
+// its data begins EHL + 3 + VSIL bytes after its start.
+struct ORKA_NVME_EVENT_HEADER {
+    unsigned char ETYPE;
+    unsigned char ETYPREV;
+    unsigned char EHL;
+    unsigned char rsvd3;
+    le16 CNTLID;
+    le64 EVTTS;  // low 48 bits: milliseconds
+    le16 PELPID;
+    unsigned char rsvd16[4];
+    le16 VSIL;
+    le16 EL;
+};
+
+static_assert(sizeof(ORKA_NVME_EVENT_HEADER) == 24, "event header size");
+static_assert(offsetof(ORKA_NVME_EVENT_HEADER, ETYPE) == 0, "ETYPE");
+static_assert(offsetof(ORKA_NVME_EVENT_HEADER, EHL) == 2, "EHL");
+static_assert(offsetof(ORKA_NVME_EVENT_HEADER, CNTLID) == 4, "CNTLID");
+static_assert(offsetof(ORKA_NVME_EVENT_HEADER, EVTTS) == 6, "EVTTS");
+static_assert(offsetof(ORKA_NVME_EVENT_HEADER, VSIL) == 20, "VSIL");
+static_assert(offsetof(ORKA_NVME_EVENT_HEADER, EL) == 22, "EL");
+
+// Additional hardware error information of a hardware error event for PCIe
+// errors, from byte 4 of the event data.
+struct ORKA_NVME_PCIE_ERROR_INFO {
+    le16 DEVSTS;   // PCIe device status register
+    le16 AERFLAG;  // 1: the AER fields below are valid
+    unsigned char rsvd4[12];
+    le32 AER;  // correctable (low 16 bits) or uncorrectable error status
+    unsigned char rsvd20[12];
+};
+
+static_assert(sizeof(ORKA_NVME_PCIE_ERROR_INFO) == 32, "PCIe error information size");
+static_assert(offsetof(ORKA_NVME_PCIE_ERROR_INFO, DEVSTS) == 0, "DEVSTS");
+static_assert(offsetof(ORKA_NVME_PCIE_ERROR_INFO, AERFLAG) == 2, "AERFLAG");
+static_assert(offsetof(ORKA_NVME_PCIE_ERROR_INFO, AER) == 16, "AER");
+
+#pragma pack(pop)
+
+// ---------------------------------------------------------------------------
+// On-device layouts: Get Features data buffers
+// ---------------------------------------------------------------------------
+
+constexpr unsigned int FEATURE_0C_LENGTH = 256;
+constexpr unsigned int FEATURE_0D_LENGTH = 4096;
+constexpr unsigned int FEATURE_0E_LENGTH = 8;
+
+#pragma pack(push, 1)
+
+// Autonomous Power State Transition (feature 0Ch): one 8-byte entry per power
+// state, MAX_POWER_STATES of them in the 256-byte buffer.
+struct ORKA_NVME_APST_ENTRY {
+    le32 ITPS_ITPT;  // APST_ITPS, APST_ITPT
+    unsigned char rsvd4[4];
+};
+constexpr BitField APST_ITPS{3, 5};
+constexpr BitField APST_ITPT{8, 24};
+
+static_assert(sizeof(ORKA_NVME_APST_ENTRY) * MAX_POWER_STATES == FEATURE_0C_LENGTH, "APST entries");
+static_assert(offsetof(ORKA_NVME_APST_ENTRY, ITPS_ITPT) == 0, "ITPS_ITPT");
+
+// Host Memory Buffer attributes (feature 0Dh): the leading 16 bytes of the buffer.
+struct ORKA_NVME_FEATURE_0D_DATA {
+    le32 HSIZE;   // memory page size units
+    le32 HMDLAL;  // descriptor list address, low
+    le32 HMDLAU;  // descriptor list address, high
+    le32 HMDLEC;  // descriptor list entries
+};
+static_assert(sizeof(ORKA_NVME_FEATURE_0D_DATA) == 16, "host memory buffer size");
+static_assert(offsetof(ORKA_NVME_FEATURE_0D_DATA, HMDLAL) == 4, "HMDLAL");
+static_assert(offsetof(ORKA_NVME_FEATURE_0D_DATA, HMDLAU) == 8, "HMDLAU");
+static_assert(offsetof(ORKA_NVME_FEATURE_0D_DATA, HMDLEC) == 12, "HMDLEC");
+
+// Timestamp (feature 0Eh), 8 bytes.
+struct ORKA_NVME_FEATURE_0E_DATA {
+    unsigned char TIMESTAMP[6];  // milliseconds, little-endian
+    unsigned char ATTRIBUTES;    // TIMESTAMP_SYNCH, TIMESTAMP_ORIGIN
+    unsigned char rsvd7;
+};
+constexpr BitField TIMESTAMP_SYNCH{0, 1};
+constexpr BitField TIMESTAMP_ORIGIN{1, 3};
+static_assert(sizeof(ORKA_NVME_FEATURE_0E_DATA) == FEATURE_0E_LENGTH, "timestamp size");
+static_assert(offsetof(ORKA_NVME_FEATURE_0E_DATA, ATTRIBUTES) == 6, "timestamp attributes");
+
 #pragma pack(pop)
 
 // ---------------------------------------------------------------------------
@@ -397,8 +704,7 @@ struct CatalogueRow {
 // feature number. A few texts are irregular on purpose and must stay as they
 // are: "Disable Normal (DN)" has the source "Get Feature 0h", the two
 // predictable latency rows carry the source "Get Feature 12h" while their
-// descriptions name features 13h and 14h, and "Read Recovery Level(RRL)" has no
-// blank before the bracket.
+// descriptions name features 13h and 14h.
 // clang-format off
 inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
     // Calculated
@@ -794,6 +1100,10 @@ inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
     // Get Feature 0h
     {"Disable Normal (DN)", "Get Feature 0h", "Feature 0Ah: Whether the host has waived the normal atomic write units so that only AWUPF and NAWUPF apply"},
     // Get Feature 0Bh
+    {"Endurance Group Aggregate Log Change Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether an Endurance Group Event Aggregate Log Page Change asynchronous event is sent"},
+    {"LBA Status Information Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether an LBA Status Information Alert asynchronous event is sent"},
+    {"Predictable Latency Aggregate Log Change Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Predictable Latency Event Aggregate Log Change asynchronous event is sent"},
+    {"Asymmetric Namespace Access Change Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether an Asymmetric Namespace Access Change asynchronous event is sent"},
     {"Telemetry Log Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Telemetry Log Changed asynchronous event is sent"},
     {"Firmware Activation Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Firmware Activation Starting asynchronous event is sent"},
     {"Namespace Attribute Notices Enable", "Get Feature 0Bh", "Feature 0Bh: Whether a Namespace Attribute Changed asynchronous event is sent"},
@@ -821,7 +1131,7 @@ inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
     // Get Feature 11h
     {"Non-Operational Power State Permissive Mode Enable (NOPPME)", "Get Feature 11h", "Feature 11h: Whether controller initiated background work may exceed the power of a non-operational state"},
     // Get Feature 12h
-    {"Read Recovery Level(RRL)", "Get Feature 12h", "Feature 12h: Read recovery level of the NVM Set, trading error recovery effort for latency"},
+    {"Read Recovery Level (RRL)", "Get Feature 12h", "Feature 12h: Read recovery level of the NVM Set, trading error recovery effort for latency"},
     {"Predictable Latency Enable", "Get Feature 12h", "Feature 13h: Whether Predictable Latency Mode is enabled for the NVM Set"},
     {"Predictable Latency Mode Window Select", "Get Feature 12h", "Feature 14h: Window selected for the NVM Set in Predictable Latency Mode"},
     // Get Feature 15h

@@ -3,6 +3,8 @@
 
 #include <json/json.h>
 
+#include <string>
+
 #include "orka_data.h"
 #include "orka_linux.h"
 
@@ -56,6 +58,18 @@ int GetFeature14(int fd, Json::Value& info, Json::Value& record, const Json::Val
                  const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
 int GetFeature15(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
                  const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller);
+
+// The decode steps, apart from the reads so that they run on any dword and buffer. `dword` is
+// completion dword 0, `buffer` the `length` bytes the command returned (null and 0 for none).
+// Adds the feature's parameters to `parameters`; throws OrkaError for a feature without a
+// decoder and for a buffer too short for what it must hold.
+void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned char* buffer,
+                   unsigned int length, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+                   Json::Value& parameters);
+// Feature 04h for one temperature: `label` is "Composite Temperature" or "Temperature Sensor N",
+// the dwords are the answers to the over and under threshold selectors.
+void DecodeTemperatureThresholds(const std::string& label, unsigned int over, unsigned int under,
+                                 Json::Value& parameters);
 
 // Every feature the drive information collects, in its order (01h, 02h, 04h, 05h, 06h, 08h, 0Ah,
 // 0Bh, 0Ch, 0Dh, 0Eh, 0Fh, 10h, 11h). Feature 04h needs the health log's temperature sensors in

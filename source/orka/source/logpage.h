@@ -3,10 +3,17 @@
 
 #include <json/json.h>
 
+#include <cstddef>
+#include <string>
+
 #include "orka_data.h"
 #include "orka_linux.h"
 
 namespace orka {
+
+// The largest log page the tool reads, in bytes (a full telemetry log of 65536 blocks). A page the
+// drive claims to be longer, or of length 0, is refused for that page with an error.
+constexpr unsigned long long MAX_LOG_PAGE_LENGTH = 32ULL * 1024 * 1024;
 
 // Sends one Get Log Page (02h) for `logId` into `buffer` (`length` bytes), namespace FFFFFFFFh,
 // with the log specific field `lsp`. Returns 0, the errno of a failed request or the NVMe status
@@ -14,8 +21,18 @@ namespace orka {
 int ReadLogPage(unsigned int logId, unsigned int length, int fd, unsigned char* buffer, Json::Value& commands,
                 Json::Value& record, unsigned char lsp);
 
+// As ReadLogPage, from byte `offset` of the log (dwords 12 and 13).
+int ReadLogPageAt(unsigned int logId, unsigned int length, unsigned long long offset, int fd,
+                  unsigned char* buffer, Json::Value& commands, Json::Value& record, unsigned char lsp);
+
+// The longest transfer one command may carry, 0 for no limit: 2^MDTS x 4096 bytes (MDTS 0: no
+// limit), bounded by the kernel's limit in KiB (`kernel_kib`, 0 when unknown).
+unsigned long long MaxTransferLength(unsigned char mdts, unsigned long long kernel_kib);
+
 // Reads the page when its "read log page NNh" setting is on and decodes it into `info`. Returns 0
-// when the page was switched off or read and decoded, 1 when a command failed or anything threw.
+// when the page was switched off or read and decoded, 1 when a command failed, the length is 0 or
+// above MAX_LOG_PAGE_LENGTH, or anything threw. A page longer than the maximum transfer is read
+// in pieces at increasing offsets when the drive supports log page offsets.
 // `highest_version` is raised by decoders that meet fields of a later NVMe version.
 int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& info, Json::Value& record,
                const Json::Value& settings, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
@@ -25,5 +42,29 @@ int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& inf
 // conditions (telemetry with its header read first). Failures show in the command records.
 void GetLogPages(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
                  const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+
+// Decoders: each reads `length` bytes at `data` (what the drive returned; a shorter page reads as
+// zeros beyond its end, and nothing past `length` is ever read), adds parameters to
+// info["nvme"]["parameters"] and lists under info["nvme"], and returns 0. `highest_version` is
+// raised when a field of a later NVMe version is in use.
+using LogPageDecoder = int (*)(Json::Value& info, const unsigned char* data, std::size_t length,
+                               const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+                               unsigned int& highest_version);
+int ConvertLogPage1(Json::Value& info, const unsigned char* data, std::size_t length,
+                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+int ConvertLogPage2(Json::Value& info, const unsigned char* data, std::size_t length,
+                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+int ConvertLogPage3(Json::Value& info, const unsigned char* data, std::size_t length,
+                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+int ConvertLogPage5(Json::Value& info, const unsigned char* data, std::size_t length,
+                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+int ConvertLogPage6(Json::Value& info, const unsigned char* data, std::size_t length,
+                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+int ConvertLogPage0D(Json::Value& info, const unsigned char* data, std::size_t length,
+                     const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+
+// The PCIe error details of a hardware error event; `info` is the additional hardware error
+// information (the event data from its fifth byte), `length` the bytes of it that were read.
+std::string pci_decode(const unsigned char* info, std::size_t length, bool correctable);
 
 }  // namespace orka

@@ -1,0 +1,107 @@
+// Feature decoders on dwords and buffers, and the feature reads on simulated drives.
+#include "get_feature.h"
+
+#include <gtest/gtest.h>
+
+#include "identify_controller.h"
+#include "orka_nvme.h"
+#include "support/byte_fixture.h"
+#include "support/parameters.h"
+#include "support/simulator.h"
+
+namespace {
+
+using orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA;
+using testing_support::ABSENT;
+using testing_support::ByteFixture;
+
+// Identify Controller with OAES (byte 92), CMIC (76), LPA (261) and NPSS (263).
+ORKA_NVME_IDENTIFY_CONTROLLER_DATA Controller(std::uint32_t oaes, std::uint8_t cmic_lpa, std::uint8_t npss) {
+    return ByteFixture(4096)
+        .put32(92, oaes)
+        .put8(76, cmic_lpa)
+        .put8(261, cmic_lpa)
+        .put8(263, npss)
+        .as<ORKA_NVME_IDENTIFY_CONTROLLER_DATA>();
+}
+
+TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
+    orka::ExpandParameterCatalogue();
+    const auto plain = Controller(0, 0, 1);
+    const auto notices = Controller(0x7F00, 0x08, 1);  // every notice the 0Bh dword may hold
+    const ByteFixture none(0);
+    const ByteFixture apst = ByteFixture(256).put32(0, 100 << 8 | 3 << 3).put32(8, 7 << 3).put32(16, 5 << 8);
+    const ByteFixture hmb = ByteFixture(16).put32(8, 1);
+    const ByteFixture reset = ByteFixture(8).putLittleEndian(0, 7384005, 6).put8(6, 0x01);
+    const ByteFixture host = ByteFixture(8).putLittleEndian(0, 1763700010000, 6).put8(6, 0x02);
+    const struct {
+        unsigned int feature, dword;
+        const ByteFixture& buffer;
+        const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller;
+        std::string name, value;
+    } cases[] = {
+        // a text of its own for a special value
+        {0x01, 7, none, plain, "Arbitration Burst (AB)", "No Limit"},
+        {0x01, 3, none, plain, "Arbitration Burst (AB)", "3 (2^3=8)"},
+        {0x05, 5, none, plain, "Time Limited Error Recovery (TLER)", "500 mS"},
+        {0x05, 0, none, plain, "Time Limited Error Recovery (TLER)", "No Timeout"},
+        {0x08, 0, none, plain, "Aggregation Time (TIME)", "No Delay"},
+        {0x10, 0x157, none, plain, "Thermal Management Temperature 1 (TMT1)", "Disabled"},
+        {0x10, 0x157, none, plain, "Thermal Management Temperature 2 (TMT2)", "70 C"},
+        {0x14, 3, none, plain, "Predictable Latency Mode Window Select", "Reserved"},
+        // counts plus one, plain and scaled numbers, hexadecimal
+        {0x08, 0xFF05, none, plain, "Aggregation Threshold (THR)", "6"},
+        {0x15, 0x00780001, none, plain, "LBA Status Information Poll Interval (LSIPI)", "12000 mS"},
+        {0x0B, 0x6F1F, none, notices, "SMART Critical Warning Notices Enable", "0x1F"},
+        // single bits, and the notices of controllers that send them
+        {0x05, 0x10000, none, plain, "Deallocated or Unwritten Logical Block Error Enable (DULBE)",
+         "Enabled"},
+        {0x0B, 0xFFFF, none, plain, "Telemetry Log Notices Enable", ABSENT},
+        // buffers: APST per power state 0 .. NPSS, host memory buffer, timestamp
+        {0x0C, 1, apst, plain, "Power State 0 Idle Transition Power State (ITPS)", "3"},
+        {0x0C, 1, apst, plain, "Power State 1 Idle Time Prior to Transition (ITPT)", "Disabled"},
+        {0x0C, 1, apst, plain, "Power State 1 Idle Transition Power State (ITPS)", ABSENT},
+        {0x0C, 1, apst, plain, "Power State 2 Idle Time Prior to Transition (ITPT)", ABSENT},
+        {0x0D, 0, hmb, plain, "Host Memory Descriptor List Address (HMDLAU)", "0x00000001"},
+        {0x0E, 0, reset, plain, "Timestamp Decoded", orka::MillisecondsToTimeString(7384005, 3)},
+        {0x0E, 0, host, plain, "Timestamp Decoded", orka::MillisecondsToDate(1763700010000)},
+    };
+    for (const auto& c : cases) {
+        Json::Value info;
+        orka::DecodeFeature(c.feature, c.dword, c.buffer.data(), static_cast<unsigned int>(c.buffer.size()),
+                            c.controller, info["nvme"]["parameters"]);
+        EXPECT_EQ(testing_support::ParameterValue(info, c.name), c.value) << c.name << " " << c.dword;
+    }
+    // Too short a buffer or an unknown feature is an error, never a read past the data.
+    Json::Value parameters;
+    try {
+        orka::DecodeFeature(0x0C, 0, apst.data(), 8, plain, parameters);
+        ADD_FAILURE() << "no error";
+    } catch (const orka::OrkaError& e) {
+        EXPECT_EQ(std::string(e.what()), "Feature 0x0C returned 8 data bytes, fewer than the 16 it needs");
+    }
+}
+
+// With only sensor 2 in the health log, feature 04h reads the composite and sensor 2 thresholds.
+TEST(SimulatedFeatures, ThresholdsOfTheReportedSensorsOnly) {
+    orka::ExpandParameterCatalogue();
+    testing_support::UseProfile("rich-1.4");
+    Json::Value info, none, settings;
+    settings["read feature 04h"] = true;
+    orka::AddParameter(info["nvme"]["parameters"], "Temperature Sensor 2", "27 C");
+    const orka::NVME_ID fd = orka::GetNvmeId("/dev/nvme0", false);
+    EXPECT_EQ(orka::GetFeature04(fd, info, none, settings, ORKA_NVME_IDENTIFY_CONTROLLER_DATA{}), 0);
+    orka::CloseNvmeId(fd);
+    std::string commands;
+    for (const auto& command : testing_support::Journal()) {
+        commands += orka::ToHexString(command["cdw11"].asUInt(), 6) + " ";
+    }
+    EXPECT_EQ(commands, "0x000000 0x100000 0x020000 0x120000 ");
+    EXPECT_EQ(info["_metadata"]["commands"][3]["admin command"].asString(), "Get Feature 4 (0x120000)");
+    testing_support::ExpectParameters(info, {{"Temperature Sensor 2 Under Threshold", "-11 C"},
+                                             {"Composite Temperature Over Threshold", "85 C"},
+                                             {"Temperature Sensor 1 Over Threshold", ABSENT}});
+    testing_support::StopSimulation();
+}
+
+}  // namespace

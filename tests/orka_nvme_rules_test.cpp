@@ -1,0 +1,215 @@
+// Rules files and their checks, and the comparison with an earlier document.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "orka_nvme.h"
+#include "support/brantix_run.h"
+
+namespace {
+
+using Rows = std::vector<std::vector<std::string>>;
+
+// A document from "name=value" entries separated by ";".
+Json::Value Document(const std::string& entries) {
+    orka::ExpandParameterCatalogue();
+    Json::Value info;
+    std::stringstream stream(entries);
+    for (std::string entry; std::getline(stream, entry, ';');) {
+        const auto equals = entry.find('=');
+        orka::AddParameter(info["nvme"]["parameters"], entry.substr(0, equals), entry.substr(equals + 1));
+    }
+    return info;
+}
+
+// The `fields` of every record in `list` joined by "|", a line each.
+std::string Records(const Json::Value& list, const std::vector<std::string>& fields) {
+    std::string text;
+    for (const auto& record : list) {
+        for (const auto& field : fields) {
+            text += record[field].asString() + (&field == &fields.back() ? "\n" : "|");
+        }
+    }
+    return text;
+}
+
+// The kind and text of what LoadRulesFile throws, "" when it does not.
+std::string LoadError(const std::string& path, Json::Value& rules) {
+    try {
+        orka::LoadRulesFile(path, rules);
+    } catch (const orka::UsageError& error) {
+        return std::string("usage: ") + error.what();
+    } catch (const orka::OrkaError& error) {
+        return std::string("orka: ") + error.what();
+    }
+    return "";
+}
+
+TEST(Rules, CheckRuleOperatorsUnitsAndNumbers) {
+    const Rows cases = {
+        // operator, limit, value, message ("" for a pass)
+        {"<", "90 %", "5 %", ""},
+        {"<", "90 %", "90 %", " Failed rule 'P < 90 %' with value '90 %'"},
+        {"<=", "70 C", "45 C (318 K)", ""},
+        {"<=", "70 C", "45", " Failed rule 'P <= 70 C' units do not match. Value unit: "},
+        {"=", "1,000", "1000", ""},
+        {"!=", "1,000", "1000", " Failed rule 'P != 1,000' with value '1000'"},
+        {">=", "10", "9.5", " Failed rule 'P >= 10' with value '9.5'"},
+        {">", "9", "No", " Failed rule 'P > 9' parameters are not numbers"},
+        {"match", "A B", "A B ", " Failed rule 'P match A B' does not match value 'A B '"},
+        {"not-match", "Yes", "Yes", " Failed rule 'P not-match Yes' matches value 'Yes'"},
+        {"~", "1", "1", " Failed rule for unknown operator: 'P' ~ 1"},
+    };
+    for (const auto& row : cases) {
+        std::string message = "old";
+        const bool passed = orka::CheckRule("P", row[0], row[1], row[2], message);
+        EXPECT_EQ(passed ? "" : message, row[3]);
+    }
+}
+
+TEST(Rules, LoadRulesFileParsesGoodRulesAndReportsEveryBadOne) {
+    testing_support::TempFolder folder("rules");
+    Json::Value rules;
+    Document("");  // the catalogue expanded
+    const std::string good = folder.Write("good.rules.json", R"({"rules": ["'Percentage Used' <  90 % ",
+        "'Temperature Sensor #' <= 70 C", "'Model' match A B"]})");
+    ASSERT_EQ(LoadError(good, rules), "");
+    EXPECT_EQ(
+        Records(rules["rules"], {"parameter", "operator", "limit", "rule"}),
+        "Percentage Used|<|90 %|'Percentage Used' <  90 % \n"
+        "Temperature Sensor #|<=|70 C|'Temperature Sensor #' <= 70 C\nModel|match|A B|'Model' match A B\n");
+
+    const std::string bad =
+        folder.Write("bad.rules.json", R"({"rules": ["Percentage Used < 90", "'Model' match",
+        "'Power Cycles' == 5", "'Interrupt Vector # Coalescing Disable (CD)' = 0", 7, "'Model' = 1"]})");
+    EXPECT_EQ(LoadError(bad, rules),
+              "usage: Invalid rule file: " + bad + "\n\n" +
+                  " Rule Error: Did not find quoted parameter name in rule: Percentage Used < 90\n"
+                  " Rule Error: Did not find operator in rule: 'Model' match\n"
+                  " Rule Error: Did not find limit in rule: 'Model' match\n"
+                  " Rule Error: Unknown operator '' in rule: 'Model' match\n"
+                  " Rule Error: Unknown operator '==' in rule: 'Power Cycles' == 5\n"
+                  " Rule Error: Unknown parameter 'Interrupt Vector # Coalescing Disable (CD)' in rule: "
+                  "'Interrupt Vector # Coalescing Disable (CD)' = 0\n"
+                  " Rule Error: Rule 5 is not a text\n");
+    const std::string rootless = folder.Write("rootless.rules.json", R"({"rule": []})");
+    EXPECT_EQ(LoadError(rootless, rules),
+              "orka: Invalid rules file, missing JSON 'rules' root member: " + rootless);
+    EXPECT_EQ(LoadError("", rules), "");
+    EXPECT_EQ(rules["rules"].size(), 3u);                                               // left as it was
+    EXPECT_EQ(LoadError(BRANTIX_SOURCE_DIR "/commands/health.rules.json", rules), "");  // the shipped example
+    EXPECT_EQ(rules["rules"].size(), 7u);
+}
+
+TEST(Rules, VerifyNvmeInfoAppliesNumberedRulesAndFlagsMissingParameters) {
+    testing_support::TempFolder folder("verify");
+    Json::Value rules;
+    Json::Value info = Document("Percentage Used=7 %;Temperature Sensor 1=47 C;Temperature Sensor 8=75 C");
+    const std::string path = folder.Write("r.rules.json", R"({"rules": ["'Percentage Used' < 90 %",
+        "'Temperature Sensor #' <= 70 C", "'Available Spare' > 10 %"]})");
+    orka::LoadRulesFile(path, rules);
+    const std::vector<std::string> fields = {"name", "value", "msg", "rule operator", "rule limit", "rule"};
+    EXPECT_FALSE(orka::VerifyNvmeInfo(info, rules));
+    EXPECT_EQ(
+        Records(info["rule violations"], fields),
+        "Temperature Sensor 8|75 C| Failed rule 'Temperature Sensor 8 <= 70 C' with value '75 C'|<=|70 C|"
+        "'Temperature Sensor #' <= 70 C\n"
+        "Available Spare|N/A|Failed rule for unknown parameter: Available Spare|>|10 %|'Available Spare' > "
+        "10 %\n");
+
+    // No numbered sensor in the sample: the rule applies to nothing.
+    info = Document("Percentage Used=7 %;Available Spare=95 %");
+    EXPECT_TRUE(orka::VerifyNvmeInfo(info, rules));
+    EXPECT_EQ(info["rule violations"].toStyledString(), "[]\n");
+    orka::LoadRulesFile(folder.Write("none.rules.json", R"({"rules": []})"), rules);
+    EXPECT_TRUE(orka::VerifyNvmeInfo(info, rules));
+}
+
+TEST(Compare, CompareTypeRows) {
+    const Rows cases = {
+        // setting, name, source, same drive ("y"/"n"), type
+        {"all", "Host Timestamp", "Calculated", "y", "ignore"},
+        {"all", "Composite Temperature", "Log Page 2", "n", "exact"},
+        {"default", "Timestamp", "Get Feature 0Eh", "y", "ignore"},
+        {"default", "Namespace 1 Utilization (NUSE)", "Identify Namespace", "y", "ignore"},
+        {"default", "Arbitration Burst (AB)", "Get Feature 02h", "y", "ignore"},
+        {"default", "Firmware Revision (FR)", "Identify Controller", "y", "exact"},
+        {"firmware", "Firmware Revision (FR)", "Identify Controller", "y", "ignore"},
+        {"firmware", "Firmware Slot 1 Revision", "Log Page 3", "y", "ignore"},
+        {"default", "Temperature Sensor 3", "Log Page 2", "y", "ignore"},
+        {"default", "Media in Read-only", "Log Page 2", "n", "exact"},
+        {"default", "Percent Throttled", "Log Page 2", "y", "ignore"},
+        {"default", "Power Cycles", "Log Page 2", "n", "ignore"},
+        {"default", "Power Cycles", "Log Page 2", "y", "counter"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(orka::GetCompareType(row[0], row[1], row[2], row[3] == "y"), row[4])
+            << row[0] << " " << row[1];
+    }
+}
+
+TEST(Compare, DeltaAndGreaterEqual) {
+    const std::string most =
+        "340,282,366,920,938,463,463,374,607,431,768,211,455";  // the largest 128-bit counter
+    const Rows cases = {
+        // value, compare value, delta, value >= compare value ("y"/"n")
+        {"1,200", "1,000", "200", "y"},
+        {"5 Min", "10 Min", "-5", "n"},
+        {most, "0", most, "y"},
+        {"0", most, "-" + most, "n"},
+        {"0x10", "0x01", "15", "y"},
+        {" 1,024 (GB)", "1,000", "24", "y"},
+        {"1.5 GB", "1.25 GB", "0.25", "y"},
+        {"2.3", "2.2", "0.1", "y"},
+        {"45 C", "45 F", "Mismatch", "n"},
+        {"1.4.0", "1.3.0", "Mismatch", "n"},
+    };
+    for (const auto& row : cases) {
+        EXPECT_EQ(orka::GetDelta(row[0], row[1]) + (orka::GreaterEqual(row[0], row[1]) ? " y" : " n"),
+                  row[2] + " " + row[3]);
+    }
+}
+
+TEST(Compare, MismatchListsUnderEachSetting) {
+    const Json::Value earlier =
+        Document("Serial Number (SN)=S1;Model=M1;Power Cycles=10;Data Units Read=1,000;Host Timestamp=1");
+    Json::Value info = earlier;
+    EXPECT_TRUE(orka::CompareNvmeInfo(earlier, info, "default"));
+    EXPECT_EQ(info["all mismatches"].size() + info["compare mismatches"].size(), 0u);
+
+    const Json::Value later = Document(
+        "Serial Number (SN)=S1;Model=M2;Power Cycles=9;Data Units Read=1,500;Host Timestamp=2;Composite "
+        "Temperature=45 C;Firmware Revision (FR)=F1");
+    const std::vector<std::string> full = {"name",         "value", "compare_value",
+                                           "compare_type", "delta", "message"};
+    const std::vector<std::string> brief = {"name", "compare_type", "delta"};
+    const std::string model =
+        "Model|M2|M1|exact|Mismatch|'Model' value 'M2' does not match compare value 'M1'\n";
+    const std::string less =
+        "Power Cycles|9|10|counter|-1|'Power Cycles' value '9' is less than compare value '10'\n";
+    info = later;
+    EXPECT_FALSE(orka::CompareNvmeInfo(earlier, info, "default"));
+    EXPECT_EQ(Records(info["compare mismatches"], full),
+              "Firmware Revision (FR)|F1||exact|Compare value missing|'Firmware Revision (FR)' parameter "
+              "missing in "
+              "compare file\n" +
+                  model + less);
+    EXPECT_EQ(Records(info["static mismatches"], full) + Records(info["counter mismatches"], full),
+              model + less);
+    EXPECT_EQ(
+        Records(info["all mismatches"], brief),
+        "Composite Temperature|ignore|Compare value missing\nData Units Read|counter|500\n"
+        "Firmware Revision (FR)|exact|Compare value missing\nHost Timestamp|ignore|1\nModel|exact|Mismatch\n"
+        "Power Cycles|counter|-1\n");
+    EXPECT_EQ(Records(info["nvme"]["parameters"], {"compare type"}),
+              "missing\ncounter\nmissing\nignore\nexact\ncounter\nexact\n");
+
+    // From another drive the counters are ignored; under "firmware" the revision may go missing.
+    info = later;
+    info["nvme"]["parameters"]["Serial Number (SN)"]["value"] = "S2";
+    orka::CompareNvmeInfo(earlier, info, "firmware");
+    EXPECT_EQ(Records(info["compare mismatches"], brief),
+              "Model|exact|Mismatch\nSerial Number (SN)|exact|Mismatch\n");
+}
+
+}  // namespace
