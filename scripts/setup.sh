@@ -1,7 +1,8 @@
 #!/bin/bash
 # Installs everything brantix needs to build and test, from Debian's own
-# packages. Meant for a fresh Debian 12 machine, run as root; when every
-# package is already installed it does nothing at all.
+# packages, and any further packages named as arguments (CI adds the
+# packaging tools that way). Meant for a fresh Debian 12 machine, run as
+# root; when every package is already installed it does nothing at all.
 set -euo pipefail
 
 PACKAGES=(
@@ -16,6 +17,8 @@ PACKAGES=(
     libgmock-dev
     nvme-cli
     clang-format
+    go-md2man
+    "$@"
 )
 
 missing=()

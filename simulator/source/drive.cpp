@@ -206,6 +206,9 @@ Bytes SanitizeLog(const Drive& drive, Json::Value& state) {
             uint64_t progress = fraction;
             if (running["polls"].asUInt() == 1) {
                 running["first"] = static_cast<Json::UInt64>(progress);
+                if (drive.sanitize_outcome == "restarts") {
+                    progress = DONE - 1;
+                }
             } else if (drive.sanitize_outcome == "backwards" && running["polls"].asUInt() == 2) {
                 progress = running["first"].asUInt64() / 2;
             }
@@ -247,7 +250,13 @@ Answer GetLogPage(const Drive& drive, AdminCommand& command, Json::Value& state)
         Json::Value& running = state["self-test"];
         if (running.isObject()) {
             const uint64_t fraction = Advance(running, drive.self_test_polls, drive.self_test_seconds);
-            running["percent"] = static_cast<unsigned>(std::min<uint64_t>(99, fraction * 100 / DONE));
+            unsigned percent = static_cast<unsigned>(std::min<uint64_t>(99, fraction * 100 / DONE));
+            if (running["polls"].asUInt() == 1) {
+                running["first"] = percent;
+            } else if (drive.self_test_backwards && running["polls"].asUInt() == 2) {
+                percent = running["first"].asUInt() / 2;
+            }
+            running["percent"] = percent;
             if (fraction >= DONE) {
                 AddSelfTestResult(state, SelfTestEntry(drive, running["code"].asUInt(),
                                                        drive.self_test_result, running["nsid"].asUInt()));

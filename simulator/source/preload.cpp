@@ -13,9 +13,12 @@
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <sys/xattr.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <fstream>
 #include <map>
@@ -122,18 +125,118 @@ void WritePciFiles(const std::string& dir, const PciFunction& pci, bool upstream
     }
 }
 
+// Mount tables write blanks, tabs, newlines and backslashes as octal escapes.
+std::string MountEscape(const std::string& text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\\') {
+            char octal[8];
+            snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned char>(c));
+            escaped += octal;
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+// Block device numbers: namespaces and the partitions the profile mentions,
+// numbered in profile order under the extended block major, as the kernel
+// does for NVMe; each gets its sysfs folder with "dev" and a link in
+// /sys/class/block. The host's mount table and swap list hold the simulated
+// host's own entries (a root file system on another disk) and what the
+// profile mounts or swaps on its drives, directly or through a device-mapper
+// device stacked on them ("via").
+void WriteHostUse(const std::string& build, const Profile& profile) {
+    MakeDirs(build + "/sys/class/block");
+    MakeDirs(build + "/proc/self");
+    std::string mountinfo =
+        "21 1 8:1 / / rw,relatime shared:1 - ext4 /dev/sda1 rw\n"
+        "22 21 0:21 / /proc rw,nosuid,nodev,noexec,relatime shared:12 - proc proc rw\n"
+        "23 21 0:20 / /sys rw,nosuid,nodev,noexec,relatime shared:2 - sysfs sysfs rw\n";
+    std::string mounts =
+        "/dev/sda1 / ext4 rw,relatime 0 0\nproc /proc proc rw,nosuid,nodev,noexec,relatime 0 0\n"
+        "sysfs /sys sysfs rw,nosuid,nodev,noexec,relatime 0 0\n";
+    std::string swaps = "Filename\t\t\t\tType\t\tSize\t\tUsed\t\tPriority\n";
+    unsigned minor = 0;
+    unsigned mount_id = 30;
+    unsigned mapper_minor = 0;
+    for (const auto& drive : profile.drives) {
+        for (const auto& ns : drive.namespaces) {
+            const std::string name =
+                "nvme" + std::to_string(drive.controller) + "n" + std::to_string(ns.nsid);
+            std::map<std::string, std::string> numbers{{name, "259:" + std::to_string(minor++)}};
+            WriteFile(build + "/sys/block/" + name + "/dev", numbers[name] + "\n");
+            symlink(("../../block/" + name).c_str(), (build + "/sys/class/block/" + name).c_str());
+            for (const auto& use : drive.host_use) {
+                if (use.device.compare(0, name.size() + 1, name + "p") != 0 ||
+                    numbers.count(use.device) != 0) {
+                    continue;
+                }
+                numbers[use.device] = "259:" + std::to_string(minor++);
+                const std::string folder = build + "/sys/block/" + name + "/" + use.device;
+                MakeDirs(folder);
+                WriteFile(folder + "/dev", numbers[use.device] + "\n");
+                WriteFile(folder + "/partition", use.device.substr(name.size() + 1) + "\n");
+                symlink(("../../block/" + name + "/" + use.device).c_str(),
+                        (build + "/sys/class/block/" + use.device).c_str());
+            }
+            for (const auto& use : drive.host_use) {
+                if (numbers.count(use.device) == 0) {
+                    continue;
+                }
+                if (use.IsSwap()) {
+                    swaps +=
+                        "/dev/" + use.device + "                          partition\t8388604\t\t0\t\t-2\n";
+                    continue;
+                }
+                std::string number = numbers[use.device];
+                std::string source = "/dev/" + use.device;
+                if (!use.via.empty()) {
+                    // A device-mapper device stacked on the partition holds the file system.
+                    number = "254:" + std::to_string(mapper_minor++);
+                    source = "/dev/mapper/" + use.via;
+                    MakeDirs(build + "/sys/class/block/" + use.via);
+                    WriteFile(build + "/sys/class/block/" + use.via + "/dev", number + "\n");
+                    const bool partition = use.device != name;
+                    const std::string holders =
+                        build + "/sys/block/" + name + (partition ? "/" + use.device : "") + "/holders";
+                    MakeDirs(holders);
+                    symlink(
+                        ((partition ? "../../../../" : "../../../") + std::string("class/block/") + use.via)
+                            .c_str(),
+                        (holders + "/" + use.via).c_str());
+                }
+                const std::string id = std::to_string(mount_id++);
+                mountinfo += id + " 21 " + number + " / " + MountEscape(use.on) +
+                             " rw,relatime shared:" + id + " - " + use.type + " " + source + " rw\n";
+                mounts += source + " " + MountEscape(use.on) + " " + use.type + " rw,relatime 0 0\n";
+            }
+        }
+    }
+    WriteFile(build + "/proc/self/mountinfo", mountinfo);
+    WriteFile(build + "/proc/self/mounts", mounts);
+    WriteFile(build + "/proc/mounts", mounts);
+    WriteFile(build + "/proc/swaps", swaps);
+}
+
 // Builds the tree that stands for the owned sysfs paths, once per profile
 // content; concurrent builders race harmlessly through a rename.
 void BuildTree(Simulation& sim) {
     const Profile& profile = *sim.profile;
     sim.root =
-        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("2\n" + profile.text));
+        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("6\n" + profile.text));
     sim.owned = {"/sys/block",
                  "/sys/class/nvme",
                  "/sys/class/nvme-subsystem",
                  "/sys/class/dmi/id/bios_version",
                  "/sys/class/dmi/id/board_vendor",
-                 "/sys/class/dmi/id/product_name"};
+                 "/sys/class/dmi/id/product_name",
+                 "/sys/class/block",
+                 "/proc/self/mountinfo",
+                 "/proc/self/mounts",
+                 "/proc/mounts",
+                 "/proc/swaps"};
     for (const auto& drive : profile.drives) {
         const std::string tree =
             "/sys/devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address;
@@ -204,6 +307,7 @@ void BuildTree(Simulation& sim) {
         symlink(("../../../" + port).c_str(),
                 (build + "/sys/bus/pci/devices/" + drive.upstream.address).c_str());
     }
+    WriteHostUse(build, profile);
     if (rename(build.c_str(), sim.root.c_str()) != 0) {
         // Someone else finished first: drop this copy.
         const std::string command = "rm -rf '" + build + "'";
@@ -227,14 +331,15 @@ Simulation* Current() {
         return nullptr;
     }
     const std::string key = profile_path + "\n" + Env("BRANTIX_SIM_STATE") + "\n" +
-                            Env("BRANTIX_SIM_JOURNAL") + "\n" + Env("BRANTIX_SIM_FAULTS");
+                            Env("BRANTIX_SIM_JOURNAL") + "\n" + Env("BRANTIX_SIM_FAULTS") + "\n" +
+                            Env("BRANTIX_SIM_DRIVE");
     if (simulation != nullptr && simulation->key == key) {
         return simulation;
     }
     auto* fresh = new Simulation;
     fresh->key = key;
     try {
-        fresh->profile = std::make_unique<Profile>(LoadProfile(profile_path));
+        fresh->profile = std::make_unique<Profile>(LoadProfile(profile_path, Env("BRANTIX_SIM_DRIVE")));
         fresh->context.profile = fresh->profile.get();
         fresh->context.state_dir = Env("BRANTIX_SIM_STATE");
         if (fresh->context.state_dir.empty()) {
@@ -293,7 +398,7 @@ Target Resolve(const char* path) {
     Target target;
     if (guard_depth > 0 || path == nullptr || path[0] != '/' ||
         (strncmp(path, "/sys/", 5) != 0 && strncmp(path, "/dev/nvme", 9) != 0 &&
-         strncmp(path, "//", 2) != 0)) {
+         strncmp(path, "/proc/", 6) != 0 && strncmp(path, "//", 2) != 0)) {
         return target;
     }
     Guard guard;
@@ -427,6 +532,64 @@ void ForgetDescriptor(int fd) {
     if (simulation != nullptr) {
         simulation->devices.erase(fd);
     }
+}
+
+// BRANTIX_SIM_TIME_SCALE: from its first reading on, the process's wall and
+// monotonic clocks run this many times faster than real time, and its sleeps
+// are as much shorter. A program that polls once a second then gets through a
+// simulated operation quickly. The scale is per process: each process anchors
+// its clocks at its own first reading.
+double TimeScale() {
+    const char* text = getenv("BRANTIX_SIM_TIME_SCALE");
+    const double scale = text == nullptr ? 1.0 : strtod(text, nullptr);
+    return scale > 1.0 ? scale : 1.0;
+}
+
+constexpr int64_t NS = 1000000000;
+
+int64_t ToNs(const timespec& ts) {
+    return static_cast<int64_t>(ts.tv_sec) * NS + ts.tv_nsec;
+}
+
+timespec FromNs(int64_t ns) {
+    timespec ts{};
+    ts.tv_sec = static_cast<time_t>(ns / NS);
+    ts.tv_nsec = static_cast<long>(ns % NS);
+    return ts;
+}
+
+// The real reading at which a clock was anchored; null for clocks kept real.
+std::atomic<int64_t>* AnchorOf(clockid_t clock) {
+    static std::atomic<int64_t> realtime{0};
+    static std::atomic<int64_t> monotonic{0};
+    if (clock == CLOCK_REALTIME) {
+        return &realtime;
+    }
+    if (clock == CLOCK_MONOTONIC) {
+        return &monotonic;
+    }
+    return nullptr;
+}
+
+int RealClock(clockid_t clock, timespec* ts) {
+    using Function = int (*)(clockid_t, timespec*);
+    static const auto next = Next<Function>("clock_gettime");
+    if (next == nullptr) {
+        errno = ENOSYS;
+        return -1;
+    }
+    return next(clock, ts);
+}
+
+int64_t Anchor(clockid_t clock, int64_t real) {
+    std::atomic<int64_t>* anchor = AnchorOf(clock);
+    int64_t expected = 0;
+    anchor->compare_exchange_strong(expected, real);
+    return anchor->load();
+}
+
+int64_t Scaled(int64_t ns, double scale) {
+    return static_cast<int64_t>(static_cast<double>(ns) * scale);
 }
 
 mode_t ModeOf(int flags, va_list args) {
@@ -672,6 +835,77 @@ int ioctl(int fd, unsigned long request, ...) __THROW {
     }
     NEXT(ioctl);
     return next_ioctl(fd, request, argument);
+}
+
+int clock_gettime(clockid_t clock, struct timespec* ts) __THROW {
+    const int answer = RealClock(clock, ts);
+    const double scale = TimeScale();
+    if (answer != 0 || scale == 1.0 || AnchorOf(clock) == nullptr) {
+        return answer;
+    }
+    const int64_t real = ToNs(*ts);
+    const int64_t anchor = Anchor(clock, real);
+    *ts = FromNs(anchor + Scaled(real - anchor, scale));
+    return 0;
+}
+
+int gettimeofday(struct timeval* tv, void* tz) __THROW {
+    timespec now{};
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0) {
+        return -1;
+    }
+    tv->tv_sec = now.tv_sec;
+    tv->tv_usec = now.tv_nsec / 1000;
+    if (tz != nullptr) {
+        memset(tz, 0, sizeof(struct timezone));
+    }
+    return 0;
+}
+
+time_t time(time_t* out) __THROW {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    if (out != nullptr) {
+        *out = now.tv_sec;
+    }
+    return now.tv_sec;
+}
+
+int nanosleep(const struct timespec* request, struct timespec* remaining) {
+    NEXT(nanosleep);
+    const double scale = TimeScale();
+    if (scale == 1.0 || request == nullptr) {
+        return next_nanosleep(request, remaining);
+    }
+    const timespec shorter = FromNs(Scaled(ToNs(*request), 1.0 / scale));
+    timespec left{};
+    const int answer = next_nanosleep(&shorter, &left);
+    if (answer != 0 && remaining != nullptr) {
+        *remaining = FromNs(Scaled(ToNs(left), scale));
+    }
+    return answer;
+}
+
+int clock_nanosleep(clockid_t clock, int flags, const struct timespec* request, struct timespec* remaining) {
+    NEXT(clock_nanosleep);
+    const double scale = TimeScale();
+    if (scale == 1.0 || request == nullptr || AnchorOf(clock) == nullptr) {
+        return next_clock_nanosleep(clock, flags, request, remaining);
+    }
+    if ((flags & TIMER_ABSTIME) != 0) {
+        timespec now{};
+        RealClock(clock, &now);
+        const int64_t anchor = Anchor(clock, ToNs(now));
+        const timespec real = FromNs(anchor + Scaled(ToNs(*request) - anchor, 1.0 / scale));
+        return next_clock_nanosleep(clock, flags, &real, remaining);
+    }
+    const timespec shorter = FromNs(Scaled(ToNs(*request), 1.0 / scale));
+    timespec left{};
+    const int answer = next_clock_nanosleep(clock, flags, &shorter, &left);
+    if (answer == EINTR && remaining != nullptr) {
+        *remaining = FromNs(Scaled(ToNs(left), scale));
+    }
+    return answer;
 }
 
 int close(int fd) {

@@ -557,6 +557,51 @@ PciFunction ParsePci(const Json::Value& source, const PciFunction& defaults) {
     return pci;
 }
 
+// True when `device` names a namespace of the drive, or a partition of one.
+bool IsDriveBlockDevice(const Drive& drive, const std::string& device) {
+    for (const auto& ns : drive.namespaces) {
+        const std::string name = "nvme" + std::to_string(drive.controller) + "n" + std::to_string(ns.nsid);
+        if (device == name) {
+            return true;
+        }
+        if (device.compare(0, name.size() + 1, name + "p") == 0 && device.size() > name.size() + 1 &&
+            device.find_first_not_of("0123456789", name.size() + 1) == std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// "mounts": [{"device": "nvme0n1p2", "on": "/boot", "type": "ext4", "via": "dm-0"}], "swaps": ["nvme0n1p3"].
+void ParseHostUse(const Json::Value& source, Drive& drive, const std::string& where) {
+    for (const auto& mount : source["mounts"]) {
+        HostUse use{mount["device"].asString(), mount["on"].asString(), mount.get("type", "ext4").asString(),
+                    mount.get("via", "").asString()};
+        if (use.on.empty() || use.on[0] != '/') {
+            throw ProfileError(where + ".mounts: \"" + use.device + "\" needs a mount point");
+        }
+        drive.host_use.push_back(use);
+    }
+    for (const auto& swap : source["swaps"]) {
+        drive.host_use.push_back(HostUse{swap.asString(), "", "swap", ""});
+    }
+    for (const auto& use : drive.host_use) {
+        if (!IsDriveBlockDevice(drive, use.device)) {
+            throw ProfileError(where + ": \"" + use.device + "\" is no namespace or partition of this drive");
+        }
+    }
+}
+
+void Merge(Json::Value& target, const Json::Value& patch) {
+    if (!patch.isObject() || !target.isObject()) {
+        target = patch;
+        return;
+    }
+    for (const auto& name : patch.getMemberNames()) {
+        Merge(target[name], patch[name]);
+    }
+}
+
 Drive ParseDrive(const Json::Value& source, unsigned index) {
     const std::string where = "drives[" + std::to_string(index) + "]";
     Drive drive;
@@ -618,6 +663,7 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
     drive.self_test_seconds = self_test.get("seconds", -1).asInt();
     drive.self_test_result = self_test.get("result", 0).asUInt();
     drive.self_test_segment = self_test.get("segment", 0).asUInt();
+    drive.self_test_backwards = self_test.get("backwards", false).asBool();
     if (drive.logs.count(2) != 0) {
         drive.power_on_hours = ReadLe(drive.logs[2], 128, 4);
     }
@@ -625,10 +671,12 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
     drive.sanitize_polls = sanitize.get("polls", 3).asUInt();
     drive.sanitize_seconds = sanitize.get("seconds", -1).asInt();
     drive.sanitize_outcome = sanitize.get("outcome", "completed").asString();
-    static const std::set<std::string> outcomes{"completed", "no-deallocate", "failed", "backwards"};
+    static const std::set<std::string> outcomes{"completed", "no-deallocate", "failed", "backwards",
+                                                "restarts"};
     if (outcomes.count(drive.sanitize_outcome) == 0) {
         throw ProfileError(where + ".sanitize.outcome: unknown outcome \"" + drive.sanitize_outcome + "\"");
     }
+    ParseHostUse(source, drive, where);
     if (source.isMember("max hw sectors kb")) {
         drive.max_hw_sectors_kb =
             static_cast<unsigned>(ParseNumber(source["max hw sectors kb"], where + ".max hw sectors kb"));
@@ -802,7 +850,7 @@ void ParseFaults(const std::string& text, std::vector<Fault>& faults, int& open_
     }
 }
 
-Profile ParseProfile(const std::string& text, const std::string& path) {
+Profile ParseProfile(const std::string& text, const std::string& path, const std::string& drive_patch) {
     Json::CharReaderBuilder builder;
     std::string errors;
     Json::Value root;
@@ -810,9 +858,20 @@ Profile ParseProfile(const std::string& text, const std::string& path) {
     if (!Json::parseFromStream(builder, in, &root, &errors)) {
         throw ProfileError(path + ": " + errors);
     }
+    Json::Value patch;
+    std::istringstream patch_in(drive_patch);
+    if (!drive_patch.empty() &&
+        (!Json::parseFromStream(builder, patch_in, &patch, &errors) || !patch.isObject())) {
+        throw ProfileError("drive patch: not a JSON object: " + drive_patch);
+    }
+    if (!drive_patch.empty()) {
+        for (auto& drive : root["drives"]) {
+            Merge(drive, patch);
+        }
+    }
     Profile profile;
     profile.path = path;
-    profile.text = text;
+    profile.text = drive_patch.empty() ? text : text + "\n" + drive_patch;
     const Json::Value& host = root["host"];
     profile.host.bios_version = Text(host, "bios_version", profile.host.bios_version);
     profile.host.board_vendor = Text(host, "board_vendor", profile.host.board_vendor);
@@ -828,7 +887,7 @@ Profile ParseProfile(const std::string& text, const std::string& path) {
     return profile;
 }
 
-Profile LoadProfile(const std::string& path) {
+Profile LoadProfile(const std::string& path, const std::string& drive_patch) {
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         throw ProfileError(path + ": cannot open (" + std::strerror(errno) + ")");
@@ -845,11 +904,11 @@ Profile LoadProfile(const std::string& path) {
         root.isMember("same as")) {
         const auto slash = path.rfind('/');
         const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
-        Profile profile = LoadProfile(folder + "/" + root["same as"].asString());
+        Profile profile = LoadProfile(folder + "/" + root["same as"].asString(), drive_patch);
         profile.path = path;
         return profile;
     }
-    return ParseProfile(content.str(), path);
+    return ParseProfile(content.str(), path, drive_patch);
 }
 
 }  // namespace brantix_sim

@@ -47,6 +47,14 @@ struct Fault {
     std::string Key() const;
 };
 
+struct HostUse {
+    std::string device;  // block device name
+    std::string on;      // mount point; empty for a swap area
+    std::string type;    // file system type
+    std::string via;     // a device-mapper device on `device` that holds the file system ("dm-0")
+    bool IsSwap() const { return on.empty(); }
+};
+
 struct FeatureValue {
     uint32_t dw0 = 0;
     Bytes buffer;  // for features with a data buffer
@@ -68,12 +76,16 @@ struct Drive {
 
     unsigned self_test_result = 0;
     unsigned self_test_segment = 0;
+    bool self_test_backwards = false;  // the second read shows less completion than the first
     uint64_t power_on_hours = 0;
     // Sanitize: reads of the sanitize status log until the end and the outcome
     // ("completed", "no-deallocate", "failed", "backwards").
     unsigned sanitize_polls = 3;
     int sanitize_seconds = -1;
     std::string sanitize_outcome = "completed";
+    // The host's use of the drive: mounted file systems and active swap areas
+    // on its namespaces ("nvme0n1") or their partitions ("nvme0n1p2").
+    std::vector<HostUse> host_use;
     // The kernel's transfer limit of the drive's queue in KiB (sysfs
     // queue/max_hw_sectors_kb), 0: not shown. Transfers above it or above
     // MDTS fail with EINVAL, as the kernel refuses them.
@@ -103,10 +115,11 @@ struct Profile {
     const Drive* FindDrive(unsigned controller) const;
 };
 
-// Reads and encodes a profile. A name without a slash and without ".json" is
-// looked up in `profile_dir`. Throws ProfileError.
-Profile LoadProfile(const std::string& path);
-Profile ParseProfile(const std::string& text, const std::string& path);
+// Reads and encodes a profile. `drive_patch`, when not empty, is a JSON object
+// merged into every drive before it is encoded (objects member by member, any
+// other value replaced). Throws ProfileError.
+Profile LoadProfile(const std::string& path, const std::string& drive_patch = "");
+Profile ParseProfile(const std::string& text, const std::string& path, const std::string& drive_patch = "");
 
 // Parses faults of the form "opcode=0x02,log=0x02,after=1,errno=5;open=13".
 // Entries "open=<errno>" and "vanish=<count>" apply to every drive.

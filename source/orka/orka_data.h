@@ -636,6 +636,41 @@ static_assert(offsetof(ORKA_NVME_PCIE_ERROR_INFO, DEVSTS) == 0, "DEVSTS");
 static_assert(offsetof(ORKA_NVME_PCIE_ERROR_INFO, AERFLAG) == 2, "AERFLAG");
 static_assert(offsetof(ORKA_NVME_PCIE_ERROR_INFO, AER) == 16, "AER");
 
+// Sanitize Status log page (81h), 512 bytes. Estimated times are seconds;
+// FFFFFFFFh means no estimate.
+struct ORKA_NVME_LOGPAGE_81_DATA {
+    le16 SPROG;   // progress, in 1/65536 parts of the operation
+    le16 SSTAT;   // SSTAT_STATUS, SSTAT_PASSES, SSTAT_GDE
+    le32 SCDW10;  // command dword 10 of the Sanitize command that started the operation
+    le32 ETO;     // overwrite
+    le32 ETBE;    // block erase
+    le32 ETCE;    // crypto erase
+    le32 ETOND;   // overwrite, no-deallocate
+    le32 ETBEND;  // block erase, no-deallocate
+    le32 ETCEND;  // crypto erase, no-deallocate
+    unsigned char rsvd32[480];
+};
+constexpr BitField SSTAT_STATUS{0, 3};
+constexpr BitField SSTAT_PASSES{3, 5};
+constexpr BitField SSTAT_GDE{8, 1};
+constexpr unsigned int SANITIZE_NEVER = 0;
+constexpr unsigned int SANITIZE_COMPLETED = 1;
+constexpr unsigned int SANITIZE_IN_PROGRESS = 2;
+constexpr unsigned int SANITIZE_FAILED = 3;
+constexpr unsigned int SANITIZE_COMPLETED_NO_DEALLOCATE = 4;
+constexpr unsigned int SANITIZE_NO_ESTIMATE = 0xFFFFFFFF;
+
+static_assert(sizeof(ORKA_NVME_LOGPAGE_81_DATA) == LOGPAGE_81_LENGTH, "sanitize status log size");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, SPROG) == 0, "SPROG");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, SSTAT) == 2, "SSTAT");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, SCDW10) == 4, "SCDW10");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, ETO) == 8, "ETO");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, ETBE) == 12, "ETBE");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, ETCE) == 16, "ETCE");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, ETOND) == 20, "ETOND");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, ETBEND) == 24, "ETBEND");
+static_assert(offsetof(ORKA_NVME_LOGPAGE_81_DATA, ETCEND) == 28, "ETCEND");
+
 #pragma pack(pop)
 
 // ---------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace testing_support {
 
@@ -80,7 +81,7 @@ std::filesystem::path MakeTempDir(const std::string& label) {
 
 ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
                          const std::vector<std::string>& unset, const std::filesystem::path& dir,
-                         bool with_stderr) {
+                         bool with_stderr, const std::function<void(int pid)>& while_running) {
     int pipe_fds[2];
     if (pipe(pipe_fds) != 0) {
         throw std::runtime_error("pipe failed");
@@ -117,6 +118,10 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<st
         _exit(127);
     }
     close(pipe_fds[1]);
+    std::thread watcher;
+    if (while_running) {
+        watcher = std::thread(while_running, static_cast<int>(child));
+    }
     ProcessResult result;
     char buffer[4096];
     for (ssize_t got; (got = read(pipe_fds[0], buffer, sizeof buffer)) > 0;) {
@@ -125,6 +130,9 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<st
     close(pipe_fds[0]);
     int status = 0;
     waitpid(child, &status, 0);
+    if (watcher.joinable()) {
+        watcher.join();
+    }
     result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return result;
 }
@@ -137,7 +145,7 @@ RunResult RunBrantix(const RunOptions& options) {
     }
     std::vector<std::string> argv{BRANTIX_BINARY};
     argv.insert(argv.end(), options.args.begin(), options.args.end());
-    const ProcessResult run = RunProcess(argv, options.env, {}, result.dir, true);
+    const ProcessResult run = RunProcess(argv, options.env, {}, result.dir, true, options.while_running);
     result.exit_code = run.exit_code;
     result.console = run.output;
     return result;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,6 +16,9 @@ struct RunOptions {
     std::map<std::string, std::string> env;
     // Files to create in the working directory before the run (name -> content).
     std::map<std::string, std::string> files;
+    // Called on a thread of its own with the child's process id while the
+    // child runs (for example to signal it once it has reached some point).
+    std::function<void(int pid)> while_running;
 };
 
 struct RunResult {
@@ -38,7 +42,7 @@ struct ProcessResult {
 // standard error too when `with_stderr` is set (otherwise it is dropped).
 ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
                          const std::vector<std::string>& unset, const std::filesystem::path& dir,
-                         bool with_stderr);
+                         bool with_stderr, const std::function<void(int pid)>& while_running = {});
 
 // A fresh, empty directory under the system's temporary directory.
 // It is removed with everything in it when the test process ends.

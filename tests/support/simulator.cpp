@@ -1,11 +1,13 @@
 #include "support/simulator.h"
 
 #include <dlfcn.h>
+#include <signal.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace testing_support {
 
@@ -106,8 +108,39 @@ std::vector<Json::Value> SimulatedRun::Journal() const {
     return ReadJournal(journal_path);
 }
 
-SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options, const std::string& faults) {
+// Runs with the simulator's state and journal in `dir`.
+SimulatedRun RunInFolder(const std::string& profile, RunOptions options, const std::string& faults,
+                         const std::filesystem::path& dir);
+
+std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal,
+                                                   unsigned int opcode) {
+    return [journal, opcode](int pid) {
+        const std::string mark = "\"opcode\":" + std::to_string(opcode) + ",";
+        // Gives up after about a minute; the test then fails on what it expects.
+        for (int wait = 0; wait < 6000; ++wait) {
+            std::ifstream in(journal);
+            const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+            if (text.find(mark) != std::string::npos) {
+                kill(pid, SIGINT);
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    };
+}
+
+SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode) {
     const auto dir = MakeTempDir("sim");
+    options.while_running = InterruptAfterCommand(dir / "journal.jsonl", opcode);
+    return RunInFolder(profile, options, "", dir);
+}
+
+SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options, const std::string& faults) {
+    return RunInFolder(profile, options, faults, MakeTempDir("sim"));
+}
+
+SimulatedRun RunInFolder(const std::string& profile, RunOptions options, const std::string& faults,
+                         const std::filesystem::path& dir) {
     const auto journal = dir / "journal.jsonl";
     options.env["LD_PRELOAD"] = PreloadValue();
     options.env["ASAN_OPTIONS"] = AsanOptions();

@@ -5,6 +5,7 @@
 #include <limits.h>
 #include <pwd.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -60,6 +61,123 @@ NVME_ID GetNvmeId(std::string path, bool /*flag*/) {
 
 void CloseNvmeId(NVME_ID id) {
     close(id);
+}
+
+namespace {
+
+// Block devices by "major:minor": "/dev/<name>", with the device it is
+// stacked on for holders ("/dev/dm-0 on /dev/nvme0n1p3").
+using BlockDevices = std::map<std::string, std::string>;
+
+std::string DeviceNumberFile(const std::string& folder) {
+    std::string number = GetLinuxInfo(folder + "/dev");
+    Trim(number);
+    return number == "N/A" ? "" : number;
+}
+
+// Adds a device and, a few levels deep, whatever is stacked on it.
+void AddBlockDevice(const std::string& folder, const std::string& label, BlockDevices& devices, int depth) {
+    const std::string number = DeviceNumberFile(folder);
+    if (number.empty() || devices.count(number) != 0) {
+        return;
+    }
+    devices[number] = label;
+    std::error_code error;
+    std::filesystem::directory_iterator holders(folder + "/holders", error);
+    if (error || depth > 3) {
+        return;
+    }
+    for (const auto& holder : holders) {
+        const std::string name = holder.path().filename().string();
+        AddBlockDevice("/sys/class/block/" + name, "/dev/" + name + " on " + label, devices, depth + 1);
+    }
+}
+
+BlockDevices DriveBlockDevices(const std::string& drive) {
+    BlockDevices devices;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/sys/block/", error)) {
+        const std::string name = entry.path().filename().string();
+        std::string number;
+        if (!IsNvmeNamespaceDevice(name, number) || number != drive) {
+            continue;
+        }
+        AddBlockDevice(entry.path().string(), "/dev/" + name, devices, 0);
+        std::error_code inner;
+        for (const auto& part : std::filesystem::directory_iterator(entry.path(), inner)) {
+            const std::string part_name = part.path().filename().string();
+            if (part_name.compare(0, name.size() + 1, name + "p") == 0) {
+                AddBlockDevice(part.path().string(), "/dev/" + part_name, devices, 0);
+            }
+        }
+    }
+    return devices;
+}
+
+// "major:minor" of a device path: the node itself when it is a block device,
+// else the sysfs entry of its name.
+std::string DeviceNumberOfPath(const std::string& path) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) == 0 && S_ISBLK(info.st_mode)) {
+        return std::to_string(major(info.st_rdev)) + ":" + std::to_string(minor(info.st_rdev));
+    }
+    if (path.compare(0, 5, "/dev/") != 0) {
+        return "";
+    }
+    return DeviceNumberFile("/sys/class/block/" + path.substr(path.rfind('/') + 1));
+}
+
+// Mount table fields escape blanks and backslashes as octal.
+std::string Unescape(const std::string& text) {
+    std::string plain;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\' && i + 3 < text.size() && std::isdigit(static_cast<unsigned char>(text[i + 1]))) {
+            plain += static_cast<char>(std::stoi(text.substr(i + 1, 3), nullptr, 8));
+            i += 3;
+        } else {
+            plain += text[i];
+        }
+    }
+    return plain;
+}
+
+}  // namespace
+
+std::string FindDriveInUse(const std::string& drive) {
+    const BlockDevices devices = DriveBlockDevices(drive);
+    std::ifstream mounts("/proc/self/mountinfo");
+    if (!mounts) {
+        return "the mount table /proc/self/mountinfo cannot be read";
+    }
+    for (std::string line; std::getline(mounts, line);) {
+        // id parent major:minor root mount-point options [optional...] - type source options
+        std::istringstream fields(line);
+        std::string id, parent, number, root, point, word, source;
+        fields >> id >> parent >> number >> root >> point;
+        while (fields >> word && word != "-") {
+        }
+        fields >> word >> source;
+        auto found = devices.find(number);
+        if (found == devices.end() && !source.empty() && source[0] == '/') {
+            found = devices.find(DeviceNumberOfPath(source));
+        }
+        if (found != devices.end()) {
+            return found->second + " is mounted on " + Unescape(point);
+        }
+    }
+    std::ifstream swaps("/proc/swaps");
+    std::string line;
+    std::getline(swaps, line);  // column titles
+    while (std::getline(swaps, line)) {
+        std::istringstream fields(line);
+        std::string path;
+        fields >> path;
+        const auto found = devices.find(DeviceNumberOfPath(Unescape(path)));
+        if (found != devices.end()) {
+            return found->second + " is an active swap area";
+        }
+    }
+    return "";
 }
 
 int SetHighPriority() {

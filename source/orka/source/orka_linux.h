@@ -21,6 +21,14 @@ bool DriveNumberFromBlockPath(const std::string& path, std::string& drive);
 NVME_ID GetNvmeId(std::string path, bool flag);
 void CloseNvmeId(NVME_ID id);
 
+// What stops drive `drive` (N of /dev/nvme<N>) from being erased: the first
+// of its namespaces, their partitions or the devices stacked on them that
+// holds a mounted file system or an active swap area, as a text such as
+// "/dev/nvme0n1p2 is mounted on /boot". Devices are matched by their
+// major:minor numbers from sysfs. Empty when the drive is not in use; a mount
+// table that cannot be read counts as in use.
+std::string FindDriveInUse(const std::string& drive);
+
 int SetHighPriority();
 int SetTimerResolution(unsigned int milliseconds);
 int MakeDirectoryTree(const std::string& path);

@@ -1,0 +1,103 @@
+#!/bin/bash
+# Builds the Debian package from an existing build, unpacks it into a scratch
+# root and checks what a user gets from it: the package's dependencies and
+# files, the man page, the bash completion, and the installed binary running
+# on the simulated drive.
+#   scripts/package-test.sh [BUILD_DIR]            (default build dir: build)
+set -euo pipefail
+repo=$(cd "$(dirname "$0")/.." && pwd)
+build=$(cd "${1:-$repo/build}" && pwd)
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+checks=0
+
+fail() {
+    echo "package test: FAILED: $*" >&2
+    exit 1
+}
+# expect WHAT EXPECTED ACTUAL
+expect() {
+    checks=$((checks + 1))
+    [ "$2" = "$3" ] || fail "$1"$'\n'"expected: $2"$'\n'"actual:   $3"
+}
+
+(cd "$build" && cpack -G DEB -B "$scratch/out" >"$scratch/cpack.log" 2>&1) || {
+    cat "$scratch/cpack.log" >&2
+    fail "cpack"
+}
+package=$(ls "$scratch"/out/brantix_*.deb)
+
+# Dependencies as the binary is linked, found by dpkg-shlibdeps (fmt comes
+# through spdlog's own package).
+expect "Depends" "libc6, libgcc-s1, libjsoncpp25, libspdlog1.10-fmt9, libstdc++6" \
+    "$(dpkg-deb -f "$package" Depends | sed 's/ ([^)]*)//g')"
+
+root=$scratch/root
+dpkg -x "$package" "$root"
+expected=$(
+    printf '%s\n' /usr/bin/brantix /usr/lib/systemd/system/brantix-read.{service,timer} \
+        /usr/share/bash-completion/completions/brantix /usr/share/man/man1/brantix.1.gz
+    for file in "$repo"/commands/*.json; do echo "/usr/share/brantix/${file##*/}"; done
+)
+expect "installed files" "$(sort <<<"$expected")" "$(cd "$root" && find . -type f | sed 's/^\.//' | sort)"
+
+# The man page formats without a warning and says what it is.
+warnings=$(MANWIDTH=80 man --warnings -l "$root/usr/share/man/man1/brantix.1.gz" 2>&1 >"$scratch/man.txt")
+expect "man page warnings" "" "$warnings"
+expect "man page title" "BRANTIX(1)                       User Commands                      BRANTIX(1)" \
+    "$(head -1 "$scratch/man.txt")"
+
+# Completion, as bash offers it, in a folder with a command file, a rules
+# file, another file and a directory.
+mkdir -p "$scratch/work/logs" "$scratch/dev"
+touch "$scratch/dev/"{nvme0,nvme0n1,nvme1,nvme12,nvme-fabrics}
+touch "$scratch/work/read.cmd.json" "$scratch/work/health.rules.json" "$scratch/work/notes.txt"
+complete_words() {
+    (cd "$scratch/work" && bash -c '
+        source "$1"; _brantix_devices=$2; shift 2
+        COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1))
+        _brantix 2>/dev/null
+        for word in "${COMPREPLY[@]}"; do echo "$word"; done | sort | tr "\n" " "' _ \
+        "$root/usr/share/bash-completion/completions/brantix" "$scratch/dev" "$@")
+}
+expect "first argument" "logs read read.cmd.json " "$(complete_words brantix "")"
+expect "options" "--export --extended " "$(complete_words brantix read --ex)"
+expect "--rules" "health health.rules.json logs " "$(complete_words brantix read --rules "")"
+expect "--compare" "health.rules.json logs notes.txt read.cmd.json " "$(complete_words brantix -c "")"
+expect "--dir" "logs " "$(complete_words brantix -d "")"
+expect "--nvme" "0 1 12 " "$(complete_words brantix --nvme "")"
+expect "--nvme 1" "1 12 " "$(complete_words brantix read -n 1)"
+
+# The installed binary.
+brantix=$root/usr/bin/brantix
+set +e
+"$brantix" -u >"$scratch/usage.txt" 2>&1
+expect "-u exit code" 0 $?
+expect "-u synopsis" \
+    " brantix <command file> [-n,--nvme #] [-d,--dir <directory>] [COMMAND-OPTIONS] [-x,-v,-h,-u] [--export]" \
+    "$(sed -n 2p "$scratch/usage.txt")"
+
+# A scheduled read on the simulated drive with the installed rules, its
+# metrics in a file of our own.
+sed -e "s|/var/lib/prometheus/node-exporter/brantix.prom|$scratch/metrics/brantix.prom|" \
+    -e "s|/usr/share/brantix/|$root/usr/share/brantix/|" \
+    "$root/usr/share/brantix/fleet-read.cmd.json" >"$scratch/work/fleet.cmd.json"
+mkdir -p "$scratch/metrics"
+(cd "$scratch/work" && "$repo/scripts/with-simulator" demo -- "$brantix" fleet -d "$scratch/log") \
+    >"$scratch/read.txt" 2>&1
+code=$?
+set -e
+expect "the read reaches the drive" 1 "$(grep -c '^ NVMe:            /dev/nvme0$' "$scratch/read.txt")"
+if grep -q 'Command type read is not available in this build' "$scratch/read.txt"; then
+    echo "package test: this build has no read command: metrics file not checked"
+else
+    expect "read exit code" 0 "$code"
+    expect "metrics file labels" 1 "$(grep -c '^brantix_power_cycles_total{device="/dev/nvme0",model="Brantix Sim Rich 2TB NVMe 1.4",serial="RICH14000000000042",firmware="R1.4.0C"} 1234$' "$scratch/metrics/brantix.prom")"
+    if command -v promtool >/dev/null; then
+        expect "promtool check metrics" "" "$(promtool check metrics <"$scratch/metrics/brantix.prom" 2>&1)"
+    else
+        echo "package test: promtool is not installed (Debian package prometheus): metrics not validated"
+    fi
+fi
+
+echo "package test: all $checks checks passed ($(basename "$package"))"
