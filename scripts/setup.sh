@@ -18,6 +18,8 @@ PACKAGES=(
     nvme-cli
     clang-format
     go-md2man
+    clang
+    libclang-rt-14-dev
     "$@"
 )
 

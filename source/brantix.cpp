@@ -88,6 +88,7 @@ void ParseArguments(const std::vector<std::string>& args, CommandLine& line) {
         } else if (arg == "--extended" || arg == "-e") {
             line.extended = true;
         } else if (arg == "--export") {
+            orka::ExpandParameterCatalogue();
             ExportParameters();
         } else if (arg == "--help" || arg == "-h") {
             throw orka::UsageError("help");
@@ -173,8 +174,10 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     for (const auto& arg : args) {
         line.text += " " + arg;
     }
-    orka::ExpandParameterCatalogue();
     ParseArguments(args, line);
+    // The numbered names are made only for a run that goes on: a request for the usage texts
+    // ends inside ParseArguments and needs no catalogue.
+    orka::ExpandParameterCatalogue();
 
     const std::string logDirectory = AbsoluteDirectory(line.logDirectory);
     // A path that exists but takes no files (a regular file, a folder without
@@ -366,7 +369,8 @@ void DisplayUsage(bool verbose) {
     LOG_INFO << " ";
 }
 
-int LogResult(Json::Value& summary, int rc, const std::string& message, const std::string& file) {
+int LogResult(Json::Value& summary, int rc, const std::string& message, const std::string& file,
+              const SummaryWriter& write) {
     LOG_INFO << " ";
     if (rc == 0) {
         summary["_cmd"]["result"] = "PASS";
@@ -385,7 +389,11 @@ int LogResult(Json::Value& summary, int rc, const std::string& message, const st
     summary["_cmd"]["return code"] = rc;
     summary["_cmd"]["message"] = message;
     summary["_cmd"]["end time"] = orka::GetTimestamp(false);
-    orka::WriteJsonFile(file, summary);
+    if (write) {
+        write(file, summary);
+    } else {
+        orka::WriteJsonFile(file, summary);
+    }
     return rc;
 }
 
@@ -433,7 +441,11 @@ int main(int argc, const char** argv) {
     } catch (const orka::OrkaError& error) {
         const std::string message = error.what();
         LOG_ERROR << message;
-        rc = message == "No NVMe drives found" ? 18 : 17;
+        // No drive listed, whether or not the drive list's failure was wrapped, has its own code.
+        const std::string none = "No NVMe drives found";
+        const bool no_drives = message.size() >= none.size() &&
+                               message.compare(message.size() - none.size(), none.size(), none) == 0;
+        rc = no_drives ? 18 : 17;
     } catch (const std::exception& error) {
         LOG_ERROR << "\nUnhandled Exception:";
         LOG_ERROR << error.what();

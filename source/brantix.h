@@ -5,6 +5,7 @@
 #include <json/json.h>
 
 #include <csignal>
+#include <functional>
 #include <string>
 
 extern const std::string APP_NAME;
@@ -14,8 +15,12 @@ extern const std::string APP_VERSION;
 void GetAppParameters(unsigned int argc, const char** argv, Json::Value& settings);
 // Prints the brief usage text (false) or the verbose help (true).
 void DisplayUsage(bool verbose);
-// Completes the summary's "_cmd" record, writes the summary file and returns rc.
-int LogResult(Json::Value& summary, int rc, const std::string& message, const std::string& file);
+// Writes a summary document to a path.
+using SummaryWriter = std::function<void(const std::string& path, const Json::Value& summary)>;
+// Completes the summary's "_cmd" record, writes the summary file (with `write`, by default
+// orka::WriteJsonFile) and returns rc.
+int LogResult(Json::Value& summary, int rc, const std::string& message, const std::string& file,
+              const SummaryWriter& write = nullptr);
 
 // Set to 1 by the interrupt handler of a command type; its loop reads it and ends cleanly.
 extern volatile std::sig_atomic_t GLOBAL_EXIT_GRACEFULLY;

@@ -26,53 +26,52 @@ const std::string NO_DRIVES =
 
 TEST(DriveResolution, ResolvedDriveOrFailureEndsTheConsole) {
     const std::string nvme = " NVMe:            /dev/nvme";
-    const std::string no_read = "Command type read is not available in this build";
+    // A read of no samples opens the resolved drive and sends it nothing.
+    const Lines no_samples = {" No errors found on 0 samples", " ", "[PASS] brantix returned 0"};
     const struct {
         const char* profile;
         std::vector<std::string> args;
         std::string file;
-        Lines tail;  // the last lines of the console
+        std::string drive_line;  // the line after the command file's, when a drive was resolved
+        Lines tail;              // the last lines of the console
         int rc;
     } cases[] = {
-        {"plain-1.2.1", {"read"}, "read.cmd.json", {nvme + "0", no_read, "[FAIL] brantix returned 17"}, 17},
-        {"plain-1.2.1",
-         {"read", "--nvme", "0"},
-         "read.cmd.json",
-         {nvme + "0", no_read, "[FAIL] brantix returned 17"},
-         17},
-        {"dual-namespace",
-         {"read", "-n", "1"},
-         "read.cmd.json",
-         {nvme + "1", no_read, "[FAIL] brantix returned 17"},
-         17},
+        {"plain-1.2.1", {"read", "-s", "0"}, "read.cmd.json", nvme + "0", no_samples, 0},
+        {"plain-1.2.1", {"read", "--nvme", "0", "-s", "0"}, "read.cmd.json", nvme + "0", no_samples, 0},
+        {"dual-namespace", {"read", "-n", "1", "-s", "0"}, "read.cmd.json", nvme + "1", no_samples, 0},
         // A failing drive list is ignored when a drive is named explicitly.
         {"no-drives",
-         {"read", "--nvme", "3"},
+         {"read", "--nvme", "3", "-s", "0"},
          "read.cmd.json",
-         {nvme + "3", no_read, "[FAIL] brantix returned 17"},
+         nvme + "3",
+         {"Failed to open file descriptor for NVME drive '/dev/nvme3'", "[FAIL] brantix returned 17"},
          17},
         // -s -1 and -i -1 count as not given, so a self-test run is not refused for them.
         {"no-drives",
          {"selftest-short", "-n", "3", "-s", "-1", "-i", "-1"},
          "selftest-short.cmd.json",
+         nvme + "3",
          {nvme + "3", "Failed to open file descriptor for NVME drive '/dev/nvme3'",
           "[FAIL] brantix returned 17"},
          17},
         {"plain-1.2.1",
          {"read", "--nvme", "5"},
          "read.cmd.json",
+         "",
          {"USAGE ERROR", "NVMe drive 5 was not found", "[FAIL] brantix returned 19"},
          19},
         {"no-drives",
          {"read"},
          "read.cmd.json",
-         {NO_DRIVES, " Error Message: No NVMe drives found", "[FAIL] brantix returned 17"},
-         17},
+         "",
+         {NO_DRIVES, " Error Message: No NVMe drives found", "[FAIL] brantix returned 18"},
+         18},
         {"no-drives",
          {"read", "-n", "*"},
          "read.cmd.json",
-         {NO_DRIVES, " Error Message: No NVMe drives found", "[FAIL] brantix returned 17"},
-         17},
+         "",
+         {NO_DRIVES, " Error Message: No NVMe drives found", "[FAIL] brantix returned 18"},
+         18},
     };
     for (const auto& c : cases) {
         const auto run = RunBrantixOnProfile(c.profile, Options(c.args, c.file));
@@ -85,15 +84,18 @@ TEST(DriveResolution, ResolvedDriveOrFailureEndsTheConsole) {
         // The command file was read first: its line stands just before the resolution.
         const std::string file_line =
             " Command file:   " + std::filesystem::canonical(run.dir).string() + "/" + c.file;
-        if (c.rc == 17) {
-            EXPECT_EQ(lines[lines.size() - c.tail.size() - 1], file_line) << run.console;
+        const auto file_at = std::find(lines.begin(), lines.end(), file_line);
+        ASSERT_NE(file_at, lines.end()) << run.console;
+        if (c.rc != 19) {
+            EXPECT_EQ(*(file_at + 1), c.drive_line.empty() ? c.tail.front() : c.drive_line) << run.console;
         } else {
             EXPECT_EQ(std::find(lines.begin(), lines.end(), nvme + "5"), lines.end()) << run.console;
         }
-        // A run that fails before any command leaves only its trace log behind.
+        // A run that fails before any command leaves only its trace log behind; a read its summary.
         for (const auto& entry : std::filesystem::recursive_directory_iterator(run.dir)) {
             const std::string name = entry.path().filename().string();
-            EXPECT_TRUE(entry.path() == run.journal_path || name == c.file || name == "brantix.trace.log")
+            EXPECT_TRUE(entry.path() == run.journal_path || name == c.file || name == "brantix.trace.log" ||
+                        (c.rc == 0 && name == "read.summary.json"))
                 << entry.path();
         }
     }

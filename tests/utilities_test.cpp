@@ -1,6 +1,7 @@
 // Text, number, JSON file and hex dump helpers of the orka library.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -284,6 +285,25 @@ TEST_F(JsonFiles, WriteUsesTabsSortedKeysAndTruncates) {
     const std::string unwritable = PathOf("no/such/dir/out.json");
     EXPECT_EQ(MessageOf([&] { orka::WriteJsonFile(unwritable, value); }),
               "Could not open file to write JSON data to '" + unwritable + "'");
+}
+
+// A failed write names the file, leaves what stood under the name alone and no partial file behind.
+TEST_F(JsonFiles, FailedWriteKeepsTheOldFileAndLeavesNoPartial) {
+    const std::string kept = Write("kept.json", "{}");
+    std::filesystem::create_directory(PathOf("taken.json"));
+    const std::string taken = PathOf("taken.json");
+    Json::Value value;
+    value["a"] = 1;
+    EXPECT_EQ(MessageOf([&] { orka::WriteJsonFile(taken, value); }),
+              "Failed writing JSON data to '" + taken + "': Is a directory");
+    orka::WriteJsonFile(kept, value);
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.dir)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{"kept.json", "taken.json"}));
+    EXPECT_TRUE(std::filesystem::is_empty(taken));
 }
 
 TEST(JsonText, ConvertStringToJson) {

@@ -61,15 +61,16 @@ class State {
                 value = Json::Value(Json::objectValue);
             }
         }
+        DropNullMembers(value);
+        loaded_ = value;
     }
     ~State() {
-        Json::StreamWriterBuilder builder;
-        const std::string temporary = path_ + ".tmp";
-        {
-            std::ofstream out(temporary);
-            out << Json::writeString(builder, value);
+        // Most commands change nothing; rewriting the file for them would cost every client of the
+        // simulator a file replacement per command.
+        DropNullMembers(value);
+        if (value != loaded_) {
+            Save();
         }
-        std::rename(temporary.c_str(), path_.c_str());
         if (lock_ >= 0) {
             flock(lock_, LOCK_UN);
             close(lock_);
@@ -81,6 +82,30 @@ class State {
     Json::Value value{Json::objectValue};
 
   private:
+    // Members read before they were ever set hold nothing worth keeping.
+    static void DropNullMembers(Json::Value& object) {
+        if (!object.isObject()) {
+            object = Json::Value(Json::objectValue);
+            return;
+        }
+        for (const auto& name : object.getMemberNames()) {
+            if (object[name].isNull()) {
+                object.removeMember(name);
+            }
+        }
+    }
+
+    void Save() const {
+        Json::StreamWriterBuilder builder;
+        const std::string temporary = path_ + ".tmp";
+        {
+            std::ofstream out(temporary);
+            out << Json::writeString(builder, value);
+        }
+        std::rename(temporary.c_str(), path_.c_str());
+    }
+
+    Json::Value loaded_;
     std::string path_;
     int lock_ = -1;
 };
@@ -91,10 +116,13 @@ Answer Status(int status) {
 
 Answer Transfer(AdminCommand& command, const Bytes& image, size_t offset, size_t length) {
     if (command.data != nullptr) {
+        // Bytes past the end of the image read as zero; logs of megabytes are copied whole.
         const size_t count = std::min<size_t>(length, command.data_len);
-        for (size_t i = 0; i < count; ++i) {
-            command.data[i] = offset + i < image.size() ? image[offset + i] : 0;
+        const size_t present = offset < image.size() ? std::min(count, image.size() - offset) : 0;
+        if (present != 0) {
+            std::memcpy(command.data, image.data() + offset, present);
         }
+        std::fill_n(command.data + present, count - present, uint8_t{0});
     }
     return Answer{};
 }
@@ -440,9 +468,12 @@ Answer RunAdminCommand(const Context& context, const Drive& drive, AdminCommand&
     {
         State state(context, drive);
         Json::Value& value = state.value;
-        const int commands = value["commands"].asInt();
-        value["commands"] = commands + 1;
         const int vanish = VanishAfter(context, drive);
+        // Only a drive that is to vanish needs its commands counted.
+        const int commands = value.get("commands", 0).asInt();
+        if (vanish >= 0) {
+            value["commands"] = commands + 1;
+        }
         bool failed = false;
         if (vanish >= 0 && commands >= vanish) {
             answer = Answer{-1, ENODEV, 0};

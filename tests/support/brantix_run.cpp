@@ -143,7 +143,7 @@ RunResult RunBrantix(const RunOptions& options) {
     for (const auto& [name, content] : options.files) {
         std::ofstream(result.dir / name, std::ios::binary) << content;
     }
-    std::vector<std::string> argv{BRANTIX_BINARY};
+    std::vector<std::string> argv = {BRANTIX_BINARY};
     argv.insert(argv.end(), options.args.begin(), options.args.end());
     const ProcessResult run = RunProcess(argv, options.env, {}, result.dir, true, options.while_running);
     result.exit_code = run.exit_code;

@@ -112,15 +112,19 @@ std::vector<Json::Value> SimulatedRun::Journal() const {
 SimulatedRun RunInFolder(const std::string& profile, RunOptions options, const std::string& faults,
                          const std::filesystem::path& dir);
 
-std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal,
-                                                   unsigned int opcode) {
-    return [journal, opcode](int pid) {
+std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal, unsigned int opcode,
+                                                   unsigned int count) {
+    return [journal, opcode, count](int pid) {
         const std::string mark = "\"opcode\":" + std::to_string(opcode) + ",";
         // Gives up after about a minute; the test then fails on what it expects.
         for (int wait = 0; wait < 6000; ++wait) {
             std::ifstream in(journal);
             const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-            if (text.find(mark) != std::string::npos) {
+            unsigned int seen = 0;
+            for (auto at = text.find(mark); at != std::string::npos && seen < count; at = text.find(mark, at + 1)) {
+                ++seen;
+            }
+            if (seen >= count) {
                 kill(pid, SIGINT);
                 return;
             }
@@ -129,9 +133,10 @@ std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& 
     };
 }
 
-SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode) {
+SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode,
+                                   unsigned int count) {
     const auto dir = MakeTempDir("sim");
-    options.while_running = InterruptAfterCommand(dir / "journal.jsonl", opcode);
+    options.while_running = InterruptAfterCommand(dir / "journal.jsonl", opcode, count);
     return RunInFolder(profile, options, "", dir);
 }
 

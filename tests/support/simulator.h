@@ -48,12 +48,14 @@ struct SimulatedRun : RunResult {
 // temporary directory, with fresh simulator state and journal.
 SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options,
                                  const std::string& faults = "");
-// The same, sending SIGINT once the journal shows a command with `opcode`.
-SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode);
+// The same, sending SIGINT once the journal shows `count` commands with `opcode`.
+SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode,
+                                   unsigned int count = 1);
 
 // A `while_running` hook for RunBrantixOnProfile: once the run's journal shows
-// a command with `opcode`, sends SIGINT to the child, as Ctrl-C would.
-std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal, unsigned int opcode);
+// `count` commands with `opcode`, sends SIGINT to the child, as Ctrl-C would.
+std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal, unsigned int opcode,
+                                                   unsigned int count = 1);
 
 // Runs a command under the simulator, with the state folder `state_dir`, and
 // returns its exit code and standard output (standard error is dropped).

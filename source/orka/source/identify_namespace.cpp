@@ -183,12 +183,6 @@ std::string RelativePerformance(unsigned int rp) {
     }
 }
 
-std::string Fixed(double value, int decimals) {
-    std::ostringstream text;
-    text << std::fixed << std::setprecision(decimals) << value;
-    return text.str();
-}
-
 }  // namespace
 
 int ReadIdentifyNamespace(NVME_ID fd, int nsid, ORKA_NVME_IDENTIFY_NAMESPACE_DATA& data,
@@ -234,8 +228,9 @@ void DecodeIdentifyNamespace(const ORKA_NVME_IDENTIFY_NAMESPACE_DATA& data, Json
 
     if (in_use < formats) {
         const double bytes = static_cast<double>(data.NSZE.get() * block_size);
-        AddParameter(parameters, NAMESPACE + " Size", Fixed(bytes / 1000 / 1000 / 1000, 0) + " GB");
-        AddParameter(parameters, NAMESPACE + " Size in GiB", Fixed(bytes / 1024 / 1024 / 1024, 1) + " GiB");
+        AddParameter(parameters, NAMESPACE + " Size", ToFixedString(bytes / 1000 / 1000 / 1000, 0) + " GB");
+        AddParameter(parameters, NAMESPACE + " Size in GiB",
+                     ToFixedString(bytes / 1024 / 1024 / 1024, 1) + " GiB");
     }
 
     LOG_VERBOSE << "Identify namespace binary data converted to JSON in " << GetHiResDiffTimeString(start, 3);

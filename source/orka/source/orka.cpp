@@ -1,9 +1,15 @@
 // Text, number and JSON file helpers.
 #include "orka.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <fstream>
+#include <functional>
 #include <iomanip>
 #include <memory>
 
@@ -159,14 +165,30 @@ void ReadJsonFile(const std::string& path, Json::Value& value) {
     LOG_DEBUG << "Read JSON data from file '" << path << "' in " << GetHiResDiffTimeString(start, 3);
 }
 
-void WriteJsonFile(const std::string& path, const Json::Value& value) {
-    const TimePoint start = std::chrono::system_clock::now();
-    std::ofstream file(path, std::ios::out | std::ios::trunc);
+void WriteFileByRename(const std::string& path, const std::function<void(std::ostream&)>& fill) {
+    // The text goes to a temporary name beside the target and is renamed into place, so an
+    // interrupted run or a full disk never leaves a truncated file under the real name.
+    const std::string partial = path + ".partial-" + std::to_string(::getpid());
+    std::ofstream file(partial, std::ios::out | std::ios::trunc);
     if (!file.is_open()) {
         throw OrkaError("Could not open file to write JSON data to '" + path + "'");
     }
-    file << value;
+    fill(file);
     file.close();
+    if (file.fail()) {
+        std::remove(partial.c_str());
+        throw OrkaError("Failed writing JSON data to '" + path + "'");
+    }
+    if (std::rename(partial.c_str(), path.c_str()) != 0) {
+        const std::string reason = std::strerror(errno);
+        std::remove(partial.c_str());
+        throw OrkaError("Failed writing JSON data to '" + path + "': " + reason);
+    }
+}
+
+void WriteJsonFile(const std::string& path, const Json::Value& value) {
+    const TimePoint start = std::chrono::system_clock::now();
+    WriteFileByRename(path, [&value](std::ostream& out) { out << value; });
     LOG_DEBUG << "Wrote JSON data to file '" << path << "' in " << GetHiResDiffTimeString(start, 3);
 }
 

@@ -7,6 +7,7 @@
 #include <boost/multiprecision/cpp_bin_float.hpp>
 #include <boost/multiprecision/cpp_int.hpp>
 #include <chrono>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -77,6 +78,9 @@ std::string ToBigFloatNumberString(const float128& value, int precision);
 // ---------------------------------------------------------------------------
 
 void ReadJsonFile(const std::string& path, Json::Value& value);
+// Writes the file through `fill` under a temporary name beside it, then renames it into place; a
+// failed write throws OrkaError naming `path` and leaves whatever stood there before.
+void WriteFileByRename(const std::string& path, const std::function<void(std::ostream&)>& fill);
 void WriteJsonFile(const std::string& path, const Json::Value& value);
 void ConvertStringToJson(const std::string& text, Json::Value& value);
 // One string per 16 bytes: offset, hex pairs and printable characters.

@@ -74,6 +74,8 @@ std::string To4KibString(T value);
 // Microseconds with seconds: "1,500,000 uS (1.500 sec)".
 template <typename T>
 std::string ToMicroSecondString(T value);
+// Fixed notation rounded to `decimals` places, no grouping: "512.1".
+std::string ToFixedString(double value, int decimals);
 // Kelvin to whole degrees Celsius: "37 C".
 std::string ToTemp(unsigned short kelvin);
 
