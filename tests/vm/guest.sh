@@ -6,6 +6,9 @@
 out=$1
 cd "$out" || exit 1
 failures=0
+# A step that hangs is killed (exit code 143) and counts as failed, so the
+# results still come back.
+STEP_TIMEOUT=60
 
 # step NAME EXPECTED COMMAND...: runs COMMAND in a folder of its own, keeps
 # NAME.out, NAME.err and a line "NAME <code>" in codes. EXPECTED "-" leaves
@@ -15,7 +18,7 @@ step() {
     expected=$2
     shift 2
     mkdir -p "$out/$name"
-    (cd "$out/$name" && "$@") > "$out/$name.out" 2> "$out/$name.err"
+    (cd "$out/$name" && timeout "$STEP_TIMEOUT" "$@") > "$out/$name.out" 2> "$out/$name.err"
     code=$?
     echo "$name $code" >> "$out/codes"
     if [ "$expected" = "-" ]; then
@@ -67,8 +70,8 @@ step smartctl 8 smartctl -x -j /dev/nvme0
 
 # brantix: usage, then the read command files.
 step brantix-usage 0 /vm/brantix -u
-step brantix-read-all 17 /vm/brantix /vm/read-all -d "$out/read-all"
-step brantix-read-system 17 /vm/brantix /vm/read-system -d "$out/read-system"
+step brantix-read-all 0 /vm/brantix /vm/read-all -d "$out/read-all"
+step brantix-read-system 0 /vm/brantix /vm/read-system -d "$out/read-system"
 step brantix-missing-drive 19 /vm/brantix /vm/read-all --nvme 7 -d "$out/missing-drive"
 
 # Self-test and sanitize: whatever the controller does not support must end
