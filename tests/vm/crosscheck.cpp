@@ -25,7 +25,8 @@
 //
 // The host facts of read-system/nvme.info.json are checked against the sysfs
 // files the machine's busybox read (sysfs.txt): QEMU's controller and its
-// root port (vendor 1B36h), a link speed and a link width.
+// root port (vendor 1B36h), a link speed and a link width; its sizes and
+// drive overview against nvme-cli's namespace list (nvme-list.out).
 #include <json/json.h>
 
 #include <fstream>
@@ -524,8 +525,25 @@ class CrossCheck {
         expect("Root PCI Vendor ID", value("Root PCI Vendor ID"), upper(sysfs["port vendor"]));
         expect("Root PCI Device ID", value("Root PCI Device ID"), upper(sysfs["port device"]));
         expect("Root PCI Location", value("Root PCI Location"), orka::PciLocationText(sysfs["port address"]));
+        expect("PCI Bandwidth", value("PCI Bandwidth"),
+               orka::PciBandwidthText(sysfs["controller current_link_speed"],
+                                      sysfs["controller current_link_width"]));
+        expect(
+            "PCI Rated Bandwidth", value("PCI Rated Bandwidth"),
+            orka::PciBandwidthText(sysfs["controller max_link_speed"], sysfs["controller max_link_width"]));
+
+        // The size and model as nvme-cli lists the namespace: the drive
+        // overview rounds to whole gigabytes, "Size" counts bytes.
+        const Json::Value listed = ReadJson(results_ + "/nvme-list.out")["Devices"][0];
+        const unsigned long long bytes = listed["PhysicalSize"].asUInt64();
+        expect("Size", value("Size"), std::to_string(bytes) + " Bytes");
+        expect("Size in GB", value("Size in GB"),
+               orka::ToFixedString(static_cast<double>(bytes) / 1e9, 1) + " GB");
         const Json::Value& drives = info["_metadata"]["system"]["nvme list"];
-        expect("drive overview", drives.size() == 1 ? drives[0].asString().substr(0, 10) : "", "DRIVE 0 : ");
+        expect("drive overview", drives.size() == 1 ? drives[0].asString() : "",
+               "DRIVE 0 : " + orka::LookupPciVendor(sysfs["controller vendor"]) + " " +
+                   listed["ModelNumber"].asString() + " " + std::to_string((bytes + 500000000) / 1000000000) +
+                   "GB");
         return differences;
     }
 
