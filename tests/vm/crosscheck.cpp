@@ -5,8 +5,8 @@
 //
 // RESULTS_DIR is the folder the machine sent back (see guest.sh): brantix's
 // information file read-all/nvme.info.json, nvme-cli's JSON (id-ctrl.out,
-// id-ns.out, smart-log.out, error-log.out, fw-log.out), its get-feature text
-// (feature-XX.out) and smartctl's JSON (smartctl.out).
+// id-ns.out, smart-log.out, error-log.out, fw-log.out, effects-log.out), its
+// get-feature text (feature-XX.out) and smartctl's JSON (smartctl.out).
 //
 // Each row below names one brantix parameter, where the other tool shows the
 // same field, which bits of it matter and how brantix writes such a value.
@@ -408,7 +408,8 @@ class CrossCheck {
   public:
     explicit CrossCheck(const std::string& results)
         : results_(results),
-          brantix_(ReadJson(results + "/read-all/nvme.info.json")["nvme"]["parameters"]),
+          brantix_document_(ReadJson(results + "/read-all/nvme.info.json")),
+          brantix_(brantix_document_["nvme"]["parameters"]),
           controller_(ReadJson(results + "/id-ctrl.out")),
           name_space_(ReadJson(results + "/id-ns.out")),
           smart_(ReadJson(results + "/smart-log.out")),
@@ -467,7 +468,7 @@ class CrossCheck {
                 ++same;
             }
         }
-        differences += CheckErrorLog();
+        differences += CheckErrorLog() + CheckEffectsLog();
         std::cout << "crosscheck: " << same << " values agree, " << differences << " differ\n";
         return differences;
     }
@@ -624,6 +625,69 @@ class CrossCheck {
         return differences;
     }
 
+    // Commands supported and effects: one line per supported command in
+    // brantix's command log against nvme-cli's effects-log (command set 0),
+    // whose members are named "ACS_<opcode> (...)" and "IOCS_<opcode> (...)".
+    int CheckEffectsLog() const {
+        const auto line = [](const std::string& type, unsigned long long bits) {
+            static const char* const kExecution[] = {"No Restriction", "Same Namespace Restriction",
+                                                     "Any Namespace Restriction"};
+            const unsigned long long cse = (bits >> 16) & 7U;
+            return type + ": " + orka::ToYes((bits >> 1) & 1U) + " " + orka::ToYes((bits >> 2) & 1U) + " " +
+                   orka::ToYes((bits >> 3) & 1U) + " " + orka::ToYes((bits >> 4) & 1U) + " " +
+                   orka::ToSupported((bits >> 19) & 1U) + " " + (cse < 3 ? kExecution[cse] : "Reserved");
+        };
+        std::map<std::string, std::string> expected;
+        std::map<std::string, std::string> actual;
+        unsigned int counts[2] = {0, 0};
+        const Json::Value log = ReadJson(results_ + "/effects-log.out")[0];
+        const struct {
+            const char* set;
+            const char* prefix;
+            const char* type;
+        } sets[] = {{"admin_cmd_set", "ACS_", "Admin Command "}, {"io_cmd_set", "IOCS_", "IO Command "}};
+        for (unsigned int set = 0; set < 2; ++set) {
+            const Json::Value& commands = log[sets[set].set];
+            for (const std::string& key : commands.getMemberNames()) {
+                const unsigned long long bits = commands[key].asUInt64();
+                if ((bits & 1U) != 0) {
+                    const std::string type =
+                        sets[set].type + std::to_string(static_cast<unsigned long long>(ParseNumber(
+                                             key.substr(std::string(sets[set].prefix).size()), 10)));
+                    expected[type] = line(type, bits);
+                    ++counts[set];
+                }
+            }
+        }
+        for (const Json::Value& entry : brantix_document_["nvme"]["command log"]) {
+            const std::string type = entry["Type"].asString();
+            actual[type] = type + ": " + entry["Logical Block Content Change (LBCC)"].asString() + " " +
+                           entry["Namespace Capability Change (NCC)"].asString() + " " +
+                           entry["Namespace Inventory Change (NIC)"].asString() + " " +
+                           entry["Controller Capability Change (CCC)"].asString() + " " +
+                           entry["UUID Selection Supported"].asString() + " " +
+                           entry["Command Submission and Execution (CSE)"].asString();
+        }
+        expected["counts"] = std::to_string(counts[0]) + " " + std::to_string(counts[1]);
+        actual["counts"] = brantix_["Supported Admin Commands"]["value"].asString() + " " +
+                           brantix_["Supported IO Commands"]["value"].asString();
+        int differences = 0;
+        for (const auto& [type, text] : expected) {
+            if (actual[type] != text) {
+                std::cout << "DIFF command log " << type << ": brantix \"" << actual[type]
+                          << "\", nvme-cli \"" << text << "\"\n";
+                ++differences;
+            }
+        }
+        for (const auto& [type, text] : actual) {
+            if (expected.count(type) == 0) {
+                std::cout << "DIFF command log " << type << ": only brantix shows it\n";
+                ++differences;
+            }
+        }
+        return differences;
+    }
+
     // brantix visits the error entries below ELPE taken as a count and lists
     // those with a non-zero error count.
     int CheckErrorLog() const {
@@ -643,6 +707,7 @@ class CrossCheck {
     }
 
     std::string results_;
+    Json::Value brantix_document_;
     Json::Value brantix_;
     Json::Value controller_;
     Json::Value name_space_;

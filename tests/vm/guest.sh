@@ -42,6 +42,8 @@ step id-ns 0 nvme id-ns /dev/nvme0 -n 1 -o json
 step smart-log 0 nvme smart-log /dev/nvme0 -o json
 step error-log 0 nvme error-log /dev/nvme0 -o json
 step fw-log 0 nvme fw-log /dev/nvme0 -o json
+# Without --csi nvme-cli 2.3 prints nothing here and ends with 1.
+step effects-log 0 nvme effects-log /dev/nvme0 -c 0 -o json
 # get-feature prints one "Current value:0x..." line per feature (namespace 1,
 # as brantix asks); features the controller does not know end with an NVMe
 # status, which is kept as it is.
