@@ -338,15 +338,17 @@ TEST(ReadCommand, RulesAndComparison) {
                   "' does not match compare value 'OLDFW'");
     EXPECT_EQ(JsonFile(run, "read.summary.json")["read details"]["static mismatches"].asInt(), 1);
 
-    // A counter that went backwards: a counter mismatch by default and under "firmware", an exact one under "all".
+    // A counter that went backwards: a counter mismatch by default and under "firmware", an exact one under
+    // "all".
     const std::string hours = testing_support::ParameterValue(reference, "Power On Hours");
     options.files = {{"before.json", with_value("Power On Hours", "99,999")}};
     const std::string less = "'Power On Hours' value '" + hours + "' is less than compare value '99,999'";
-    const std::string differs = "'Power On Hours' value '" + hours + "' does not match compare value '99,999'";
-    for (const auto& [type, list, message] : {std::tuple<std::string, std::string, std::string>{
-                                                  "default", "counter mismatches", less},
-                                              {"firmware", "counter mismatches", less},
-                                              {"all", "static mismatches", differs}}) {
+    const std::string differs =
+        "'Power On Hours' value '" + hours + "' does not match compare value '99,999'";
+    for (const auto& [type, list, message] :
+         {std::tuple<std::string, std::string, std::string>{"default", "counter mismatches", less},
+          {"firmware", "counter mismatches", less},
+          {"all", "static mismatches", differs}}) {
         const auto backwards = RunRead(
             "rich-1.4", R"({"compare file": "before.json", "compare type": ")" + type + "\"}", "", options);
         EXPECT_EQ(backwards.exit_code, 22) << type << backwards.console;
@@ -355,7 +357,6 @@ TEST(ReadCommand, RulesAndComparison) {
         EXPECT_EQ(mismatches[0]["message"].asString(), message) << type;
     }
 }
-
 
 // A rules or compare file that is missing or broken ends the run before any sample.
 TEST(ReadCommand, MissingOrBrokenRulesAndCompareFiles) {
@@ -383,6 +384,14 @@ TEST(ReadCommand, MissingOrBrokenRulesAndCompareFiles) {
          {{"other.json", R"({"_metadata": {"file type": "summary"}})"}},
          16,
          "Invalid compare file: <dir>/other.json"},
+        {R"({"metrics file": "missing/brantix.prom"})",
+         {},
+         16,
+         "Failed to find folder of metrics file: <dir>/missing/brantix.prom"},
+        {R"({"metrics file": 5})",
+         {},
+         16,
+         "Invalid metrics file: the setting 'metrics file' is not a string"},
     };
     for (const auto& c : cases) {
         RunOptions options;
@@ -391,7 +400,9 @@ TEST(ReadCommand, MissingOrBrokenRulesAndCompareFiles) {
         EXPECT_EQ(run.exit_code, c.rc) << c.changes;
         std::string message = c.message;
         const auto dir = message.find("<dir>");
-        message.replace(dir, dir == std::string::npos ? 0 : 5, std::filesystem::canonical(run.dir).string());
+        if (dir != std::string::npos) {
+            message.replace(dir, 5, std::filesystem::canonical(run.dir).string());
+        }
         const auto lines = run.ConsoleLines();
         EXPECT_NE(std::find(lines.begin(), lines.end(), message), lines.end()) << c.changes << run.console;
         EXPECT_FALSE(run.Exists("read.summary.json")) << c.changes;
