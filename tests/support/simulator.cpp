@@ -121,7 +121,8 @@ std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& 
             std::ifstream in(journal);
             const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
             unsigned int seen = 0;
-            for (auto at = text.find(mark); at != std::string::npos && seen < count; at = text.find(mark, at + 1)) {
+            for (auto at = text.find(mark); at != std::string::npos && seen < count;
+                 at = text.find(mark, at + 1)) {
                 ++seen;
             }
             if (seen >= count) {
