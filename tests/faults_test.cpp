@@ -49,13 +49,13 @@ bool HasLine(const std::string& text, const std::string& line) {
     return ("\n" + text + "\n").find("\n" + line + "\n") != std::string::npos;
 }
 
-// Every JSON file under `dir` parses, and nothing is left under a temporary name.
-void ExpectWholeFiles(const std::filesystem::path& dir) {
+// Every JSON file under `dir` but the input `given` parses, and nothing is left under a temporary name.
+void ExpectWholeFiles(const std::filesystem::path& dir, const std::string& given = "") {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(dir)) {
         const std::string name = entry.path().filename().string();
         EXPECT_EQ(name.find(".partial-"), std::string::npos) << name;
         EXPECT_EQ(name.find(".commands-"), std::string::npos) << name;
-        if (entry.is_regular_file() && entry.path().extension() == ".json") {
+        if (entry.is_regular_file() && entry.path().extension() == ".json" && name != given) {
             std::ifstream in(entry.path());
             EXPECT_NO_THROW(ParseJson(std::string(std::istreambuf_iterator<char>(in), {}))) << name;
         }
@@ -328,6 +328,85 @@ TEST(Faults, LogDirectoryAndFileWrites) {
     EXPECT_TRUE(run.Exists("nvme.info.sample-2.json"));
     EXPECT_FALSE(run.Exists("read.summary.json"));
     ExpectWholeFiles(run.dir);
+}
+
+// Command, rules and compare files that are empty, not JSON, of the wrong JSON type, huge, or full of
+// unexpected types.
+TEST(Faults, BrokenInputFiles) {
+    const std::string deep(3'000'000, '[');
+    std::string padding = "[";
+    for (int i = 0; i < 4000; ++i) {
+        padding += (i == 0 ? "\"" : ", \"") + std::string(1000, 'x') + "\"";
+    }
+    padding += "]";
+    std::string many_rules = R"({"rules": [)";
+    for (int i = 0; i < 100'000; ++i) {
+        many_rules += (i == 0 ? "" : ", ") + std::string(R"("'Model' not-match X")");
+    }
+    many_rules += "]}";
+    const std::string read_fails = R"({"_metadata": {"file type": "nvme info"}, "nvme": )";
+    const std::string unparsed = "Failed to parse JSON in command file: x.cmd.json";
+    const struct {
+        std::string file;  // x.cmd.json, or the rules or compare file of a read
+        std::string content;
+        int rc;
+        std::string message;  // a console line, with <dir> for the run's folder
+    } cases[] = {
+        {"x.cmd.json", "", 16, unparsed},
+        {"x.cmd.json", R"({"command type": )", 16, unparsed},
+        {"x.cmd.json", R"(["read"])", 16, unparsed},
+        {"x.cmd.json", deep, 16, unparsed},
+        {"x.cmd.json", CommandFile("read", R"({"padding": )" + padding + "}"), 0, " No errors found "},
+        // Keys are read with the JSON library's conversions; one that fails ends the run.
+        {"x.cmd.json", CommandFile("read", R"({"samples": "many"})"), 17,
+         "Value is not convertible to UInt."},
+        {"x.cmd.json", CommandFile("read", R"({"short description": {}})"), 17,
+         "Type is not convertible to string"},
+        {"x.cmd.json", CommandFile("read", R"({"log hex data": "yes"})"), 22,
+         "GetNvmeInfo: Value is not convertible to bool."},
+        {"x.cmd.json", CommandFile("selftest-short", R"({"display sample interval in sec": "ten"})"), 17,
+         "Value is not convertible to UInt."},
+        {"x.cmd.json", CommandFile("sanitize-block", R"({"sanitize type": 5})"), 16,
+         "Unsupported sanitize type: 5"},
+        {"r.rules.json", "", 17, "Failed parsing JSON data from file '<dir>/r.rules.json'"},
+        {"r.rules.json", R"({"rules": [)", 17, "Failed parsing JSON data from file '<dir>/r.rules.json'"},
+        {"r.rules.json", deep, 17, "Failed parsing JSON data from file '<dir>/r.rules.json'"},
+        {"r.rules.json", "[]", 17,
+         "Invalid rules file, missing JSON 'rules' root member: <dir>/r.rules.json"},
+        {"r.rules.json", R"({"rules": "x"})", 17,
+         "Invalid rules file, 'rules' is not a list of rules: <dir>/r.rules.json"},
+        {"r.rules.json", R"({"rules": [1, null, "'Model' match X"]})", 16,
+         " Rule Error: Rule 2 is not a text"},
+        {"r.rules.json", many_rules, 0, " No errors found "},
+        {"c.json", "", 17, "Failed parsing JSON data from file '<dir>/c.json'"},
+        {"c.json", deep, 17, "Failed parsing JSON data from file '<dir>/c.json'"},
+        {"c.json", "[1]", 16, "Invalid compare file: <dir>/c.json"},
+        {"c.json", read_fails + R"({"parameters": {"Model": 5, "Power On Hours": {"value": {}}}}})", 22,
+         "Compare fail: 'Model' value 'Brantix Sim Rich 2TB NVMe 1.4' does not match compare value ''"},
+        {"c.json", read_fails + R"([], "padding": )" + padding + "}", 22, " Found errors"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file + " " + c.content.substr(0, 80));
+        RunOptions options = Options("read", R"({"rules file": "r.rules.json"})");
+        if (c.file == "c.json") {
+            options = Options("read", R"({"compare file": "c.json"})");
+        }
+        options.files[c.file] = c.content;
+        const auto run = testing_support::RunBrantixOnProfile("demo", options);
+        std::string message = c.message;
+        const auto at = message.find("<dir>");
+        if (at != std::string::npos) {
+            message.replace(at, 5, std::filesystem::canonical(run.dir).string());
+        }
+        EXPECT_EQ(run.exit_code, c.rc) << run.console.substr(0, 4000);
+        EXPECT_TRUE(HasLine(run.console, message)) << run.console.substr(0, 4000);
+        ExpectWholeFiles(run.dir, c.file);
+        // No self-test or sanitize is left running by a file that stops the run.
+        for (const auto& command : run.Journal()) {
+            EXPECT_NE(command["opcode"].asUInt(), 0x14u);
+            EXPECT_NE(command["opcode"].asUInt(), 0x84u);
+        }
+    }
 }
 
 }  // namespace
