@@ -119,7 +119,8 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
             const Json::Value info = JsonFile(run, "nvme.info.json");
             EXPECT_EQ(info["_metadata"]["read status"].asString(), c.status);
             EXPECT_EQ(testing_support::ParameterValue(info, c.witness), c.value);
-            // The first refused command carries the errno or the status as its return code.
+            // The first refused command carries the errno or the status as its return code, and the
+            // summary keeps the same command records.
             for (const auto& command : info["_metadata"]["commands"]) {
                 if (command["return code"].asInt() != 0) {
                     EXPECT_EQ(command["return code"].asInt(), code);
@@ -127,6 +128,7 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
                 }
             }
             const Json::Value summary = JsonFile(run, "read.summary.json");
+            EXPECT_EQ(summary["command times"], info["_metadata"]["commands"]);
             EXPECT_EQ(summary["read details"]["sample"][0]["message"].asString(),
                       passes ? "PASSED" : "Sample 1 failed read");
             EXPECT_EQ(summary["_cmd"]["message"].asString(), passes ? " No errors found " : " Found errors");
