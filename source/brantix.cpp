@@ -398,6 +398,9 @@ int LogResult(Json::Value& summary, int rc, const std::string& message, const st
 }
 
 int main(int argc, const char** argv) {
+    // A write past the file size limit then fails with EFBIG, which the file writers report,
+    // rather than ending the process half way through a file.
+    std::signal(SIGXFSZ, SIG_IGN);
     int rc = 0;
     try {
         Json::Value settings;

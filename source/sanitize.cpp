@@ -148,8 +148,9 @@ int SanitizeRun::Run(orka::NVME_ID fd) {
     fd_ = fd;
     orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA controller{};
     Json::Value none;
+    // Without the controller's data its sanitize capabilities are unknown, not absent.
     if (orka::ReadIdentifyController(fd_, controller, commands_, none) != 0) {
-        ++errors_;
+        throw orka::OrkaError("Failed to read Identify Controller");
     }
     if (((controller.SANICAP.get() >> action_.sanicap_bit) & 1) == 0) {
         return Finish(action_.unsupported_rc, action_.unsupported_message);
@@ -172,6 +173,11 @@ int SanitizeRun::Run(orka::NVME_ID fd) {
     PollSchedule polls(std::chrono::system_clock::now());
     const auto interval = std::chrono::seconds(settings_["display sample interval in sec"].asUInt());
     orka::TimePoint next_report = polls.Start() + interval;
+    // Ctrl-C before the start leaves the drive's data alone: the sanitize is never sent.
+    if (InterruptFlag::Raised()) {
+        PrintEnd();
+        return Finish(43, "Sanitize did NOT start: interrupted");
+    }
     if (orka::NvmeAdminCommand(fd_, "Start Sanitize", commands_, none, SANITIZE_OPCODE, orka::ALL_NAMESPACES,
                                action_.action, 0, 0, 0, 0, 0, nullptr, nullptr, 0, false) != 0) {
         return Finish(43, "Sanitize did NOT start");

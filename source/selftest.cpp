@@ -139,6 +139,9 @@ int SelfTestRun::Run() {
         return Finish(32, "Device extended self-test duration (EDSTT) is 0");
     }
     const unsigned int code = extended ? 2 : 1;
+    // Settings that cannot be read stop the run here, before a test is started that nothing would follow.
+    const auto interval = std::chrono::seconds(settings_["display sample interval in sec"].asUInt());
+    const unsigned int abort_time = settings_["abort time"].asUInt();
     details_["run time estimate"] =
         extended ? std::to_string(controller.EDSTT.get()) + " Minutes" : "< 2 minutes";
     const orka::TimePoint begin = std::chrono::system_clock::now();
@@ -157,8 +160,6 @@ int SelfTestRun::Run() {
         return Finish(31, "Self-test did NOT start");
     }
     PollSchedule polls(std::chrono::system_clock::now());
-    const auto interval = std::chrono::seconds(settings_["display sample interval in sec"].asUInt());
-    const unsigned int abort_time = settings_["abort time"].asUInt();
     const orka::TimePoint abort_due = polls.Start() + std::chrono::seconds(abort_time);
     orka::TimePoint next_display = polls.Start() + interval;
     unsigned int last_completion = 0;

@@ -1,0 +1,394 @@
+// Faults end to end: the real binary on simulated drives whose commands fail, that vanish or are
+// interrupted, with log directories that take no files and input files of every wrong shape. Each
+// run must end with its message and return code and leave only whole JSON files behind.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+
+#include "support/parameters.h"
+#include "support/simulator.h"
+
+namespace {
+
+using testing_support::ParseJson;
+using testing_support::RunOptions;
+using testing_support::SimulatedRun;
+
+// commands/<name>.cmd.json with `changes` laid over it; reads take one quick sample of the rich drive.
+std::string CommandFile(const std::string& name, const std::string& changes = "{}") {
+    std::ifstream in(std::string(BRANTIX_SOURCE_DIR) + "/commands/" + name + ".cmd.json");
+    Json::Value command = ParseJson(std::string(std::istreambuf_iterator<char>(in), {}));
+    if (name == "read") {
+        command["log hex data"] = false;
+        command["read system data"] = false;
+        command["interval in ms"] = 0;
+    }
+    const Json::Value overrides = ParseJson(changes);
+    for (const auto& key : overrides.getMemberNames()) {
+        command[key] = overrides[key];
+    }
+    return command.toStyledString();
+}
+
+// Options running `name` (as x.cmd.json) with the simulator's clock sped up.
+RunOptions Options(const std::string& name, const std::string& changes = "{}",
+                   const std::string& drive = "") {
+    RunOptions options;
+    options.files["x.cmd.json"] = CommandFile(name, changes);
+    options.args = {"x"};
+    options.env = {{"BRANTIX_SIM_TIME_SCALE", "50"}, {"BRANTIX_SIM_DRIVE", drive}};
+    return options;
+}
+
+bool HasLine(const std::string& text, const std::string& line) {
+    return ("\n" + text + "\n").find("\n" + line + "\n") != std::string::npos;
+}
+
+// Every JSON file under `dir` but the input `given` parses, and nothing is left under a temporary name.
+void ExpectWholeFiles(const std::filesystem::path& dir, const std::string& given = "") {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(dir)) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_EQ(name.find(".partial-"), std::string::npos) << name;
+        EXPECT_EQ(name.find(".commands-"), std::string::npos) << name;
+        if (entry.is_regular_file() && entry.path().extension() == ".json" && name != given) {
+            std::ifstream in(entry.path());
+            EXPECT_NO_THROW(ParseJson(std::string(std::istreambuf_iterator<char>(in), {}))) << name;
+        }
+    }
+}
+
+// `text` with "<dir>" standing for `dir`.
+std::string WithDir(std::string text, const std::filesystem::path& dir) {
+    const auto at = text.find("<dir>");
+    return at == std::string::npos ? text : text.replace(at, 5, dir.string());
+}
+
+Json::Value JsonFile(const SimulatedRun& run, const std::string& name) {
+    return ParseJson(run.Read(name));
+}
+
+// Each admin command of a read sample failing alone, by errno and by NVMe status.
+TEST(Faults, EachCommandOfASampleFailingAlone) {
+    const std::string serial = "RICH14000000000042  ";
+    struct Case {
+        std::string selector;
+        std::string status;                      // "read status"; the sample passes on "All commands passed"
+        std::string witness = "Power On Hours";  // a parameter another command gave, and its value
+        std::string value = "8,760";
+    };
+    std::vector<Case> cases = {
+        // The simulator selects Identify by opcode: the controller's fault fails every Identify, and
+        // the namespaces are then not read, as the drive reports none.
+        {"opcode=0x06", "Identify Controller failed"},
+        {"opcode=0x06,after=1", "Identify Namespace 1 failed"},
+        // A drive that cannot list its active namespaces is allowed to: the size is namespace 1's.
+        {"opcode=0x06,after=2", "All commands passed", "Size", "2000398934016 Bytes"},
+        {"opcode=0x02,log=2", "Get Log Page 0x02 failed", "Serial Number (SN)", serial},
+        // A later piece of the telemetry log, the read after the event log's context is established,
+        // the last temperature threshold.
+        {"opcode=0x02,log=7,after=2", "Get Log Page 0x07 failed"},
+        {"opcode=0x02,log=13,after=1", "Get Log Page 0x0D failed"},
+        {"opcode=0x0A,feature=4,after=9", "Get Feature 4 (0x180000) failed"},
+    };
+    for (const unsigned int log : {0x01, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x0D}) {
+        const std::string id = {'0', 'x', "0123456789ABCDEF"[log >> 4], "0123456789ABCDEF"[log & 15]};
+        cases.push_back({"opcode=0x02,log=" + id, "Get Log Page " + id + " failed"});
+    }
+    for (const unsigned int feature : {1, 2, 4, 5, 6, 8, 10, 11, 12, 13, 14, 15, 16, 17}) {
+        cases.push_back({"opcode=0x0A,feature=" + std::to_string(feature),
+                         "Get Feature " + std::to_string(feature) + " failed"});
+    }
+    const std::pair<std::string, int> ways[] = {{"errno=5", 5}, {"status=0x4002", 0x4002}};
+    for (const auto& c : cases) {
+        for (const auto& [way, code] : ways) {
+            const std::string faults = c.selector + "," + way;
+            SCOPED_TRACE(faults);
+            const bool passes = c.status == "All commands passed";
+            const auto run = testing_support::RunBrantixOnProfile("rich-1.4", Options("read"), faults);
+            EXPECT_EQ(run.exit_code, passes ? 0 : 22) << run.console;
+            const Json::Value info = JsonFile(run, "nvme.info.json");
+            EXPECT_EQ(info["_metadata"]["read status"].asString(), c.status);
+            EXPECT_EQ(testing_support::ParameterValue(info, c.witness), c.value);
+            // The first refused command carries the errno or the status as its return code, and the
+            // summary keeps the same command records.
+            for (const auto& command : info["_metadata"]["commands"]) {
+                if (command["return code"].asInt() != 0) {
+                    EXPECT_EQ(command["return code"].asInt(), code);
+                    break;
+                }
+            }
+            const Json::Value summary = JsonFile(run, "read.summary.json");
+            EXPECT_EQ(summary["command times"], info["_metadata"]["commands"]);
+            EXPECT_EQ(summary["read details"]["sample"][0]["message"].asString(),
+                      passes ? "PASSED" : "Sample 1 failed read");
+            EXPECT_EQ(summary["_cmd"]["message"].asString(), passes ? " No errors found " : " Found errors");
+        }
+    }
+}
+
+// The drive vanishing part way through each command type, or refusing the operations' Identify.
+TEST(Faults, DriveVanishes) {
+    const struct {
+        std::string command;
+        std::string faults;
+        unsigned int after;  // commands before the drive is gone; 0: it stays
+        int rc;
+        std::string message;
+    } cases[] = {
+        // Three Identify commands, log pages 01h to 06h and the telemetry header; its data is lost.
+        {"read", "vanish=10", 10, 22, " Found errors"},
+        // Identify, the self-test log and the SMART log, then the start is lost.
+        {"selftest-short", "vanish=3", 3, 31, "Self-test did NOT start"},
+        {"selftest-short", "vanish=4", 4, 33, " SELF-TEST FAILED"},
+        {"sanitize-block", "vanish=3", 3, 43, "Sanitize did NOT start"},
+        {"sanitize-block", "vanish=4", 4, 44, " SANITIZE FAILED"},
+        // Without Identify nothing is known of the drive's support: no verdict on it.
+        {"selftest-short", "opcode=0x06,errno=19", 0, 17, "Failed to read Identify Controller"},
+        {"sanitize-block", "opcode=0x06,errno=19", 0, 16, "Failed to read Identify Controller"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.command + " " + c.faults);
+        const auto run = testing_support::RunBrantixOnProfile("demo", Options(c.command), c.faults);
+        EXPECT_EQ(run.exit_code, c.rc) << run.console;
+        EXPECT_TRUE(HasLine(run.console, c.message)) << run.console;
+        ExpectWholeFiles(run.dir);
+        const auto journal = run.Journal();
+        for (std::size_t i = 0; c.after != 0 && i < journal.size(); ++i) {
+            EXPECT_EQ(journal[i]["errno"].asInt(), i < c.after ? 0 : 19) << i;
+        }
+        EXPECT_GT(journal.size(), c.after);
+    }
+    const Json::Value info = JsonFile(
+        testing_support::RunBrantixOnProfile("demo", Options("read"), "vanish=10"), "nvme.info.json");
+    EXPECT_EQ(
+        info["_metadata"]["read status"].asString(),
+        "Get Log Page 0x07, Get Log Page 0x08, Get Log Page 0x0D, Get Feature 1, Get Feature 2, Get Feature "
+        "4, Get Feature 5, Get Feature 6, Get Feature 8, Get Feature 10, Get Feature 11, Get Feature 12, "
+        "Get Feature 13, Get Feature 14, Get Feature 15, Get Feature 16, Get Feature 17 failed");
+    EXPECT_EQ(testing_support::ParameterValue(info, "Power On Hours"), "8,760");
+}
+
+// Ctrl-C at each phase of each command type, sent once the journal shows a given command.
+TEST(Faults, CtrlCAtEachPhase) {
+    // The read's Identify, log pages and features of sample 1, and the first feature of sample 2: the
+    // sample in hand is finished, written and recorded; the verdict counts those before it.
+    for (const auto& [opcode, count] :
+         std::vector<std::pair<unsigned int, unsigned int>>{{0x06, 1}, {0x02, 1}, {0x0A, 1}, {0x0A, 24}}) {
+        SCOPED_TRACE(std::to_string(opcode) + " " + std::to_string(count));
+        const auto run = testing_support::RunBrantixInterrupted(
+            "demo", Options("read", R"({"samples": 100000, "log sample rate": 0})"), opcode, count);
+        EXPECT_EQ(run.exit_code, 0) << run.console;
+        EXPECT_TRUE(HasLine(run.console, " <CTRL C> detected, gracefully exiting")) << run.console;
+        ExpectWholeFiles(run.dir);
+        const Json::Value summary = JsonFile(run, "read.summary.json");
+        const unsigned int taken = summary["read details"]["sample"].size();
+        EXPECT_GE(taken, count == 1 ? 1u : 2u);
+        EXPECT_EQ(summary["_cmd"]["message"].asString(),
+                  " No errors found on " + std::to_string(taken - 1) + " samples");
+        EXPECT_TRUE(run.Exists("nvme.info.sample-" + std::to_string(taken) + ".json"));
+    }
+    const std::string aborted = " SELF-TEST PASSED";
+    const std::string monitoring = "Sanitize monitoring was interrupted; the drive goes on sanitizing";
+    const struct {
+        std::string command;
+        unsigned int opcode;  // the command that triggers Ctrl-C, and how many of them
+        unsigned int count;
+        int rc;
+        std::string message;
+        std::string started;  // cdw10 of the self-test or sanitize commands sent
+    } cases[] = {
+        // Identify, the start, and a poll of the self-test log: the test is aborted.
+        {"selftest-short", 0x06, 1, 0, aborted, "1,15"},
+        {"selftest-short", 0x14, 1, 0, aborted, "1,15"},
+        {"selftest-short", 0x02, 5, 0, aborted, "1,15"},
+        // The start, and a poll of the status log: the sanitize goes on.
+        {"sanitize-block", 0x84, 1, 44, monitoring, "2"},
+        {"sanitize-block", 0x02, 5, 44, monitoring, "2"},
+        // Identify: before the start a sanitize is never sent, but the window is too short to hit
+        // every time; a run that started it must show the monitoring interrupted.
+        {"sanitize-block", 0x06, 1, 43, "Sanitize did NOT start: interrupted", ""},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.command + " " + std::to_string(c.opcode) + " " + std::to_string(c.count));
+        const auto run = testing_support::RunBrantixInterrupted(
+            "demo",
+            Options(c.command, "{}", R"({"self-test": {"polls": 3000}, "sanitize": {"polls": 3000}})"),
+            c.opcode, c.count);
+        ExpectWholeFiles(run.dir);
+        std::string started;
+        for (const auto& command : run.Journal()) {
+            const unsigned int opcode = command["opcode"].asUInt();
+            if (opcode == 0x14 || opcode == 0x84) {
+                started += (started.empty() ? "" : ",") + command["cdw10"].asString();
+            }
+        }
+        const bool raced = c.rc == 43 && started == "2";
+        EXPECT_EQ(started, raced ? "2" : c.started);
+        EXPECT_EQ(run.exit_code, raced ? 44 : c.rc) << run.console;
+        EXPECT_TRUE(HasLine(run.console, raced ? monitoring : c.message)) << run.console;
+    }
+}
+
+// Limits the size of files the child may write, for the life of the object.
+struct FileSizeLimit {
+    explicit FileSizeLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &saved);
+        rlimit limit = saved;
+        limit.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &saved); }
+    rlimit saved{};
+};
+
+// Log directories that cannot be made or written, and writes that fail part way.
+TEST(Faults, LogDirectoryAndFileWrites) {
+    const struct {
+        std::string command;
+        std::string dir;      // -d, below the test's folder <dir>, which holds a file "blocker"
+        std::string blocker;  // a folder standing where this file of the log directory goes
+        int rc;
+        std::string message;
+    } cases[] = {
+        {"selftest-short", "<dir>/blocker/logs", "", 16, "Failed to make log directory: <dir>/blocker/logs"},
+        {"read", "/proc", "", 16, "Failed to make log directory: /proc"},
+        {"read", "<dir>", "read.summary.json", 17,
+         "Failed writing JSON data to '<dir>/read.summary.json': Is a directory"},
+        {"read", "<dir>", "nvme.info.json", 17,
+         "Failed writing JSON data to '<dir>/nvme.info.json': Is a directory"},
+        {"selftest-short", "<dir>", "selftest.summary.json", 17,
+         "Failed writing JSON data to '<dir>/selftest.summary.json': Is a directory"},
+        {"sanitize-block", "<dir>", "sanitize.summary.json", 17,
+         "Failed writing JSON data to '<dir>/sanitize.summary.json': Is a directory"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.command + " " + c.blocker);
+        const testing_support::TempFolder logs("faults");
+        logs.Write("blocker", "a file");
+        if (!c.blocker.empty()) {
+            std::filesystem::create_directory(logs.dir / c.blocker);
+        }
+        RunOptions options = Options(c.command);
+        options.args.insert(options.args.end(), {"-d", WithDir(c.dir, logs.dir)});
+        const auto run = testing_support::RunBrantixOnProfile("demo", options);
+        EXPECT_EQ(run.exit_code, c.rc) << run.console;
+        EXPECT_TRUE(HasLine(run.console, WithDir(c.message, logs.dir))) << run.console;
+        ExpectWholeFiles(logs.dir);
+        ExpectWholeFiles(run.dir);
+    }
+
+    // A file size limit: a complete run's files survive a second run whose first write fails, and a
+    // long run that hits the limit part way keeps the samples written before it.
+    const testing_support::TempFolder logs("faults");
+    RunOptions options = Options("read", R"({"log hex data": true})");
+    options.args.insert(options.args.end(), {"-d", logs.dir.string()});
+    ASSERT_EQ(testing_support::RunBrantixOnProfile("demo", options).exit_code, 0);
+    std::map<std::string, std::string> before;
+    for (const auto* name : {"nvme.info.json", "read.summary.json"}) {
+        std::ifstream in(logs.dir / name);
+        before[name] = std::string(std::istreambuf_iterator<char>(in), {});
+    }
+    const FileSizeLimit limit(256 * 1024);
+    auto run = testing_support::RunBrantixOnProfile("demo", options);
+    EXPECT_EQ(run.exit_code, 17) << run.console;
+    EXPECT_TRUE(HasLine(run.console, "Failed writing JSON data to '" + logs.Path("nvme.info.json") + "'"))
+        << run.console;
+    for (const auto& [name, content] : before) {
+        std::ifstream in(logs.dir / name);
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), content) << name;
+    }
+    ExpectWholeFiles(logs.dir);
+
+    run = testing_support::RunBrantixOnProfile("demo",
+                                               Options("read", R"({"samples": 1000, "log sample rate": 1})"));
+    EXPECT_EQ(run.exit_code, 17) << run.console;
+    const std::regex spool("Failed writing JSON data to '" + std::filesystem::canonical(run.dir).string() +
+                           "/read.summary.json.commands-[0-9]+'");
+    const auto lines = run.ConsoleLines();
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&spool](const std::string& line) {
+        return std::regex_match(line, spool);
+    })) << run.console;
+    EXPECT_TRUE(run.Exists("nvme.info.sample-2.json"));
+    EXPECT_FALSE(run.Exists("read.summary.json"));
+    ExpectWholeFiles(run.dir);
+}
+
+// Command, rules and compare files that are empty, not JSON, of the wrong JSON type, huge, or full of
+// unexpected types.
+TEST(Faults, BrokenInputFiles) {
+    const std::string deep(3'000'000, '[');
+    const std::string padding = "[\"" + std::string(4'000'000, 'x') + "\"]";
+    std::string many_rules = R"({"rules": [)";
+    for (int i = 0; i < 100'000; ++i) {
+        many_rules += (i == 0 ? "" : ", ") + std::string(R"("'Model' not-match X")");
+    }
+    many_rules += "]}";
+    const std::string read_fails = R"({"_metadata": {"file type": "nvme info"}, "nvme": )";
+    const std::string unparsed = "Failed to parse JSON in command file: x.cmd.json";
+    const std::string bad_rules = "Failed parsing JSON data from file '<dir>/r.rules.json'";
+    const std::string bad_compare = "Failed parsing JSON data from file '<dir>/c.json'";
+    const struct {
+        std::string file;  // x.cmd.json, or the rules or compare file of a read
+        std::string content;
+        int rc;
+        std::string message;  // a console line, with <dir> for the run's folder
+    } cases[] = {
+        {"x.cmd.json", "", 16, unparsed},
+        {"x.cmd.json", R"({"command type": )", 16, unparsed},
+        {"x.cmd.json", R"(["read"])", 16, unparsed},
+        {"x.cmd.json", deep, 16, unparsed},
+        {"x.cmd.json", CommandFile("read", R"({"padding": )" + padding + "}"), 0, " No errors found "},
+        // Keys are read with the JSON library's conversions; one that fails ends the run.
+        {"x.cmd.json", CommandFile("read", R"({"samples": "many"})"), 17,
+         "Value is not convertible to UInt."},
+        {"x.cmd.json", CommandFile("read", R"({"short description": {}})"), 17,
+         "Type is not convertible to string"},
+        {"x.cmd.json", CommandFile("read", R"({"log hex data": "yes"})"), 22,
+         "GetNvmeInfo: Value is not convertible to bool."},
+        {"x.cmd.json", CommandFile("selftest-short", R"({"display sample interval in sec": "ten"})"), 17,
+         "Value is not convertible to UInt."},
+        {"x.cmd.json", CommandFile("sanitize-block", R"({"sanitize type": 5})"), 16,
+         "Unsupported sanitize type: 5"},
+        {"r.rules.json", "", 17, bad_rules},
+        {"r.rules.json", R"({"rules": [)", 17, bad_rules},
+        {"r.rules.json", deep, 17, bad_rules},
+        {"r.rules.json", "[]", 17,
+         "Invalid rules file, missing JSON 'rules' root member: <dir>/r.rules.json"},
+        {"r.rules.json", R"({"rules": "x"})", 17,
+         "Invalid rules file, 'rules' is not a list of rules: <dir>/r.rules.json"},
+        {"r.rules.json", R"({"rules": [1, null, "'Model' match X"]})", 16,
+         " Rule Error: Rule 2 is not a text"},
+        {"r.rules.json", many_rules, 0, " No errors found "},
+        {"c.json", "", 17, bad_compare},
+        {"c.json", deep, 17, bad_compare},
+        {"c.json", "[1]", 16, "Invalid compare file: <dir>/c.json"},
+        {"c.json", read_fails + R"({"parameters": {"Model": 5, "Power On Hours": {"value": {}}}}})", 22,
+         "Compare fail: 'Model' value 'Brantix Sim Rich 2TB NVMe 1.4' does not match compare value ''"},
+        {"c.json", read_fails + R"([], "padding": )" + padding + "}", 22, " Found errors"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.file + " " + c.content.substr(0, 80));
+        RunOptions options = Options("read", R"({"rules file": "r.rules.json"})");
+        if (c.file == "c.json") {
+            options = Options("read", R"({"compare file": "c.json"})");
+        }
+        options.files[c.file] = c.content;
+        const auto run = testing_support::RunBrantixOnProfile("demo", options);
+        EXPECT_EQ(run.exit_code, c.rc) << run.console.substr(0, 4000);
+        EXPECT_TRUE(HasLine(run.console, WithDir(c.message, std::filesystem::canonical(run.dir))))
+            << run.console.substr(0, 4000);
+        ExpectWholeFiles(run.dir, c.file);
+        // No self-test or sanitize is left running by a file that stops the run.
+        for (const auto& command : run.Journal()) {
+            EXPECT_NE(command["opcode"].asUInt(), 0x14u);
+            EXPECT_NE(command["opcode"].asUInt(), 0x84u);
+        }
+    }
+}
+
+}  // namespace
