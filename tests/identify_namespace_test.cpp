@@ -1,4 +1,5 @@
-// Identify Namespace decoding from raw structures built at the standard's byte offsets.
+// Identify Namespace decoding from raw structures built at the standard's byte
+// offsets.
 #include "identify_namespace.h"
 
 #include <gtest/gtest.h>
@@ -162,7 +163,8 @@ struct GateCase {
     unsigned int highest;
 };
 
-// Fields shown only under a condition or from a later version, one written at a time.
+// Fields shown only under a condition or from a later version, one written at a
+// time.
 TEST_F(IdentifyNamespaceTest, ConditionalAndVersionGatedFields) {
     const std::string nawun = "Namespace 1 Atomic Write Unit Normal (NAWUN)";
     const std::string nawupf = "Namespace 1 Atomic Write Unit Power Fail (NAWUPF)";
@@ -243,71 +245,68 @@ class SimulatedIdentifyNamespaceTest : public ::testing::Test {
     unsigned int highest = 0;
 };
 
-TEST_F(SimulatedIdentifyNamespaceTest, RichAndPlainNamespacesThroughTheAdminCommandPath) {
-    struct Case {
+// Namespace 2 is still reported under the "Namespace 1" names; a failed command
+// adds no parameters.
+TEST_F(SimulatedIdentifyNamespaceTest, NamespacesThroughTheAdminCommandPath) {
+    const struct {
         const char* profile;
-        unsigned int version;
+        std::string faults;
+        unsigned int nsid, version;
+        int result;
         std::vector<Expected> expected;
-    };
-    const std::vector<Case> cases = {
+        std::size_t dump_lines;
+    } cases[] = {
         {"rich-1.4",
+         "",
+         1,
          V140,
+         0,
          {{"Namespace 1 Size in LBA (NSZE)", "3,907,029,168"},
           {"Namespace 1 LBA 4 Data Size (LBADS)", "12 (2^12=4096)"},
           {"Namespace 1 Preferred Write Granularity (NPWG)", "8"},
-          {"Namespace 1 Size in GiB", "1863.0 GiB"}}},
+          {"Namespace 1 Size in GiB", "1863.0 GiB"}},
+         256},
         {"plain-1.2.1",
-         0x00010201,
+         "",
+         1,
+         V121,
+         0,
          {{"Namespace 1 LBA 0 Data Size (LBADS)", "9 (2^9=512) *"},
           {"Namespace 1 Preferred Write Granularity (NPWG)", ABSENT},
-          {"Namespace 1 Size", "1000 GB"}}},
+          {"Namespace 1 Size", "1000 GB"}},
+         256},
+        {"dual-namespace",
+         "",
+         2,
+         V130,
+         0,
+         {{"Namespace 1 Size", "1024 GB"}, {"Namespace 1 Size in GiB", "953.7 GiB"}},
+         256},
+        {"rich-1.4", "opcode=0x06,errno=19", 1, V140, 19, {{"Namespace 1 Size in LBA (NSZE)", ABSENT}}, 0},
     };
     for (const auto& c : cases) {
-        testing_support::UseProfile(c.profile);
+        SCOPED_TRACE(c.profile + c.faults);
+        testing_support::UseProfile(c.profile, c.faults);
         Json::Value info;
         Json::Value more_commands(Json::arrayValue);
-        ASSERT_EQ(Identify(1, c.version, info, more_commands), 0) << c.profile;
+        ASSERT_EQ(Identify(c.nsid, c.version, info, more_commands), c.result);
 
         const std::vector<Json::Value> journal = testing_support::Journal();
-        ASSERT_EQ(journal.size(), 1u) << c.profile;
+        ASSERT_EQ(journal.size(), 1u);
         EXPECT_EQ(journal[0]["opcode"].asString() + " " + journal[0]["nsid"].asString() + " " +
                       journal[0]["cdw10"].asString() + " " + journal[0]["data_len"].asString(),
-                  "6 1 0 4096");
+                  "6 " + std::to_string(c.nsid) + " 0 4096");
         const Json::Value& commands = info["_metadata"]["commands"];
         ASSERT_EQ(commands.size(), 1u);
         EXPECT_EQ(commands[0]["admin command"].asString(), "Identify Namespace 1");
-        EXPECT_EQ(commands[0]["return code"].asInt(), 0);
-        EXPECT_EQ(more_commands.size(), 1u);
+        EXPECT_EQ(commands[0]["return code"].asInt(), c.result);
+        EXPECT_EQ(more_commands, Json::Value(commands));
 
-        ExpectParameters(info, c.expected, c.profile);
-        EXPECT_EQ(info["raw hex data"]["Identify Namespace 1"].size(), 256u);
-        EXPECT_EQ(highest, c.version) << c.profile;
+        EXPECT_EQ(info.isMember("nvme"), c.result == 0);
+        ExpectParameters(info, c.expected);
+        EXPECT_EQ(info["raw hex data"]["Identify Namespace 1"].size(), c.dump_lines);
+        EXPECT_EQ(highest, c.version);
     }
-}
-
-TEST_F(SimulatedIdentifyNamespaceTest, SecondNamespaceIsStillReportedAsNamespaceOne) {
-    testing_support::UseProfile("dual-namespace");
-    Json::Value info;
-    Json::Value more_commands;
-    ASSERT_EQ(Identify(2, 0x00010300, info, more_commands), 0);
-    EXPECT_EQ(testing_support::Journal().at(0)["nsid"].asInt(), 2);
-    EXPECT_EQ(info["_metadata"]["commands"][0]["admin command"].asString(), "Identify Namespace 1");
-    EXPECT_EQ(Value(info, "Namespace 1 Size in LBA (NSZE)"), "250,000,000");
-    EXPECT_EQ(Value(info, "Namespace 1 Size"), "1024 GB");
-    EXPECT_EQ(Value(info, "Namespace 1 Size in GiB"), "953.7 GiB");
-}
-
-TEST_F(SimulatedIdentifyNamespaceTest, FailedIdentifyReturnsItsErrnoWithoutParameters) {
-    testing_support::UseProfile("rich-1.4", "opcode=0x06,errno=19");
-    Json::Value info;
-    Json::Value more_commands(Json::arrayValue);
-    EXPECT_EQ(Identify(1, V140, info, more_commands), 19);
-    EXPECT_FALSE(info.isMember("nvme"));
-    EXPECT_FALSE(info.isMember("raw hex data"));
-    ASSERT_EQ(info["_metadata"]["commands"].size(), 1u);
-    EXPECT_EQ(info["_metadata"]["commands"][0]["return code"].asInt(), 19);
-    ASSERT_EQ(more_commands.size(), 1u);
-    EXPECT_EQ(more_commands[0]["return code"].asInt(), 19);
 }
 
 }  // namespace
