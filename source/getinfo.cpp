@@ -14,6 +14,7 @@
 #include "orka.h"
 #include "orka_data.h"
 #include "orka_linux.h"
+#include "orka_metrics.h"
 #include "orka_nvme.h"
 
 namespace {
@@ -223,6 +224,22 @@ int Read(Json::Value& settings) {
     }
     const Json::Value rules = settings["rules"];
 
+    // The metrics file is replaced after every sample; its folder must be there from the start.
+    std::string metrics_file;
+    if (settings.isMember("metrics file")) {
+        if (!settings["metrics file"].isString()) {
+            throw orka::UsageError("Invalid metrics file: the setting 'metrics file' is not a string");
+        }
+        metrics_file = settings["metrics file"].asString();
+    }
+    if (!metrics_file.empty()) {
+        metrics_file = AbsolutePath(metrics_file);
+        if (!std::filesystem::is_directory(std::filesystem::path(metrics_file).parent_path())) {
+            throw orka::UsageError("Failed to find folder of metrics file: " + metrics_file);
+        }
+        settings["metrics file"] = metrics_file;
+    }
+
     const std::filesystem::path log_directory = settings["common"]["log directory"].asString();
     const std::string summary_path = AbsolutePath((log_directory / "read.summary.json").string());
     summary["_settings"].removeMember("compare file");
@@ -260,6 +277,9 @@ int Read(Json::Value& settings) {
     if (!rules.isNull()) {
         LOG_INFO << " Rules File:         " << settings["rules file"].asString();
     }
+    if (!metrics_file.empty()) {
+        LOG_INFO << " Metrics File:       " << metrics_file;
+    }
     LOG_INFO << " Log Directory:      " << log_directory.string();
 
     details["begin time"] = orka::GetTimestamp(false);
@@ -292,11 +312,18 @@ int Read(Json::Value& settings) {
             }
             LOG_INFO << "";
         }
-        if (!rules.isNull() && !orka::VerifyNvmeInfo(info, rules)) {
-            MarkFailed(failure, sample, "verify");
+        orka::SampleOutcome outcome;
+        if (!rules.isNull()) {
+            outcome.rules_passed = orka::VerifyNvmeInfo(info, rules);
+            if (!*outcome.rules_passed) {
+                MarkFailed(failure, sample, "verify");
+            }
         }
         if (!reference.isNull()) {
-            if (!orka::CompareNvmeInfo(reference, info, compare_type)) {
+            outcome.compare_passed = orka::CompareNvmeInfo(reference, info, compare_type);
+            outcome.static_mismatches = info["static mismatches"].size();
+            outcome.counter_mismatches = info["counter mismatches"].size();
+            if (!*outcome.compare_passed) {
                 MarkFailed(failure, sample, "compare");
                 details["static mismatches"] =
                     details["static mismatches"].asUInt() + info["static mismatches"].size();
@@ -327,6 +354,16 @@ int Read(Json::Value& settings) {
         }
         sample_records.append(failed ? GetSampleInfo(1, failure, info, sample_start, timestamp)
                                      : GetSampleInfo(0, "PASSED", info, sample_start, timestamp));
+        if (!metrics_file.empty()) {
+            outcome.passed = !failed;
+            outcome.duration_seconds = std::chrono::duration<double>(Clock::now() - sample_start).count();
+            // A metrics file that cannot be replaced is reported; the read itself goes on.
+            try {
+                orka::WriteMetricsFile(metrics_file, info, outcome);
+            } catch (const orka::OrkaError& error) {
+                LOG_ERROR << " Failed writing metrics file: " << error.what();
+            }
+        }
         command_times.Take(summary["command times"]);
         if (interrupted) {
             break;

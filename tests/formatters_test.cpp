@@ -2,6 +2,7 @@
 // version gates and parameter records.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <limits>
 
@@ -60,6 +61,8 @@ TEST(Formatters, FloatNumberStringCutsAndGroups) {
         {orka::ToFloatNumberString(1.5, 9), "1.500000"},   // never more than six decimals
         {orka::ToFloatNumberString(12.75, 0), "12."},      // the point stays
         {orka::ToFloatNumberString(1234567.25, 2), "1,234,567.25"},
+        {orka::ToFloatNumberString(-std::nan(""), 1), "nan"},  // never "-,nan"
+        {orka::ToFloatNumberString(-HUGE_VAL, 1), "-inf"},
         {orka::ToFloatNumberString(-123.5, 1), "-,123.5"},  // the sign counts as a character
         {orka::ToFloatNumberString(-1234.5, 1), "-1,234.5"},
         {orka::ToFloatNumberString(-0.0000004, 3), "-0.000"},

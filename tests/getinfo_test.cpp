@@ -358,6 +358,14 @@ TEST(ReadCommand, MissingOrBrokenRulesAndCompareFiles) {
          {{"other.json", R"({"_metadata": {"file type": "summary"}})"}},
          16,
          "Invalid compare file: <dir>/other.json"},
+        {R"({"metrics file": "missing/brantix.prom"})",
+         {},
+         16,
+         "Failed to find folder of metrics file: <dir>/missing/brantix.prom"},
+        {R"({"metrics file": 5})",
+         {},
+         16,
+         "Invalid metrics file: the setting 'metrics file' is not a string"},
     };
     for (const auto& c : cases) {
         RunOptions options;
@@ -366,7 +374,9 @@ TEST(ReadCommand, MissingOrBrokenRulesAndCompareFiles) {
         EXPECT_EQ(run.exit_code, c.rc) << c.changes;
         std::string message = c.message;
         const auto dir = message.find("<dir>");
-        message.replace(dir, dir == std::string::npos ? 0 : 5, std::filesystem::canonical(run.dir).string());
+        if (dir != std::string::npos) {
+            message.replace(dir, 5, std::filesystem::canonical(run.dir).string());
+        }
         const auto lines = run.ConsoleLines();
         EXPECT_NE(std::find(lines.begin(), lines.end(), message), lines.end()) << c.changes << run.console;
         EXPECT_FALSE(run.Exists("read.summary.json")) << c.changes;

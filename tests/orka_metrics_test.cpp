@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,6 +13,7 @@
 
 #include "orka.h"
 #include "support/brantix_run.h"
+#include "support/simulator.h"
 
 namespace {
 
@@ -149,6 +151,39 @@ TEST(MetricsTest, PromtoolAcceptsEveryFigure) {
                                                    {}, folder.dir, true);
     EXPECT_EQ(check.output, "");
     EXPECT_EQ(check.exit_code, 0);
+}
+
+// The read writes the file after every sample, with the drive's figures and the sample's verdict.
+TEST(MetricsTest, ReadWritesTheMetricsFile) {
+    std::ifstream in(std::filesystem::path(BRANTIX_SOURCE_DIR) / "commands/read.cmd.json");
+    Json::Value command = testing_support::ParseJson(std::string(std::istreambuf_iterator<char>(in), {}));
+    command["samples"] = 2;
+    command["interval in ms"] = 0;
+    command["rules file"] = "limits.rules.json";
+    const std::string labels =
+        R"({device="/dev/nvme0",model="Brantix Sim Rich 2TB NVMe 1.4",serial="RICH14000000000042",firmware="R1.4.0C"})";
+    command["metrics file"] = "brantix.prom";
+    testing_support::RunOptions options;
+    options.files = {{"read.cmd.json", command.toStyledString()},
+                     {"limits.rules.json", R"({"rules": ["'Number of Namespaces (NN)' < 4"]})"}};
+    const auto run = testing_support::RunBrantixOnProfile("rich-1.4", options);
+    EXPECT_EQ(run.exit_code, 22) << run.console;
+    std::istringstream text(run.Read("brantix.prom"));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line);
+    }
+    for (const auto& line :
+         {"brantix_composite_temperature_celsius" + labels + " 45", "brantix_sample_passed" + labels + " 0",
+          "brantix_rules_passed" + labels + " 0", "brantix_sample_failed_commands" + labels + " 0"}) {
+        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
+    }
+    if (testing_support::RunProcess({"sh", "-c", "command -v promtool"}, {}, {}, ".", false).exit_code == 0) {
+        const auto check = testing_support::RunProcess({"sh", "-c", "promtool check metrics < brantix.prom"},
+                                                       {}, {}, run.dir, true);
+        EXPECT_EQ(check.output, "");
+        EXPECT_EQ(check.exit_code, 0);
+    }
 }
 
 }  // namespace

@@ -238,10 +238,15 @@ std::string ReadTrimmed(const std::string& path) {
     return text;
 }
 
-std::string ReadUpper(const std::string& path) {
+// A hexadecimal identifier from sysfs ("0x8086") with upper-case digits and the
+// "0x" prefix kept as it is written everywhere else: "0x8086", "0x43B0".
+std::string ReadHexId(const std::string& path) {
     std::string text = ReadTrimmed(path);
     if (text != "N/A") {
         UpperCase(text);
+        if (text.size() > 1 && text[0] == '0' && text[1] == 'X') {
+            text[1] = 'x';
+        }
     }
     return text;
 }
@@ -324,7 +329,7 @@ void AddPciParameters(Json::Value& parameters, const std::string& device) {
     const std::string max_speed = ReadTrimmed(function + "max_link_speed");
     const std::string speed = ReadTrimmed(function + "current_link_speed");
 
-    AddParameter(parameters, "PCI Device ID", ReadUpper(function + "device"));
+    AddParameter(parameters, "PCI Device ID", ReadHexId(function + "device"));
     AddParameter(parameters, "PCI Rated Width", max_width == "N/A" ? max_width : "x" + max_width);
     AddParameter(parameters, "PCI Width", width == "N/A" ? width : "x" + width);
     AddParameter(parameters, "PCI Rated Bandwidth", PciBandwidthText(max_speed, max_width));
@@ -338,8 +343,8 @@ void AddPciParameters(Json::Value& parameters, const std::string& device) {
     // The port's secondary bus is the drive's bus; it is only traced.
     LOG_VERBOSE << "Upstream port " << root << " secondary bus number "
                 << ReadTrimmed(port + "secondary_bus_number");
-    AddParameter(parameters, "Root PCI Vendor ID", ReadUpper(port + "vendor"));
-    AddParameter(parameters, "Root PCI Device ID", ReadUpper(port + "device"));
+    AddParameter(parameters, "Root PCI Vendor ID", ReadHexId(port + "vendor"));
+    AddParameter(parameters, "Root PCI Device ID", ReadHexId(port + "device"));
     AddParameter(parameters, "Root PCI Location", PciLocationText(root));
 }
 

@@ -377,6 +377,13 @@ std::string GroupDigits(const std::string& decimal) {
 }  // namespace detail
 
 std::string ToFloatNumberString(double value, unsigned int decimals) {
+    // A division by zero (a drive with no power-on hours) is written plainly, without grouping.
+    if (std::isnan(value)) {
+        return "nan";
+    }
+    if (std::isinf(value)) {
+        return value > 0 ? "inf" : "-inf";
+    }
     std::string text = std::to_string(value);
     std::size_t point = text.find('.');
     if (point == std::string::npos) {
