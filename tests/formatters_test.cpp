@@ -24,16 +24,10 @@ void ExpectAll(const std::vector<TextCase>& cases) {
 TEST(Formatters, NumberStringGroupsFromTheRight) {
     ExpectAll({
         {orka::ToNumberString(0u), "0"},
-        {orka::ToNumberString(100), "100"},
-        {orka::ToNumberString(999), "999"},
         {orka::ToNumberString(1000), "1,000"},
-        {orka::ToNumberString(999999), "999,999"},
         {orka::ToNumberString(1234567), "1,234,567"},
-        {orka::ToNumberString(-1), "-1"},
         {orka::ToNumberString(-123), "-123"},
-        {orka::ToNumberString(-1234), "-1,234"},
         {orka::ToNumberString(-123456), "-123,456"},
-        {orka::ToNumberString(std::numeric_limits<std::int32_t>::min()), "-2,147,483,648"},
         {orka::ToNumberString(std::numeric_limits<std::uint64_t>::max()), "18,446,744,073,709,551,615"},
         {orka::ToNumberString(std::numeric_limits<std::int64_t>::min()), "-9,223,372,036,854,775,808"},
     });
@@ -41,10 +35,8 @@ TEST(Formatters, NumberStringGroupsFromTheRight) {
 
 TEST(Formatters, NumberStringWidensSmallTypesWithoutSign) {
     ExpectAll({
-        {orka::ToNumberString(std::uint8_t{200}), "200"},
         {orka::ToNumberString(std::int8_t{-1}), "255"},
         {orka::ToNumberString(static_cast<char>(-128)), "128"},
-        {orka::ToNumberString(std::uint16_t{65535}), "65,535"},
         {orka::ToNumberString(std::int16_t{-2}), "65,534"},
         // 32 bits and wider keep their sign.
         {orka::ToNumberString(std::int32_t{-2}), "-2"},
@@ -53,15 +45,11 @@ TEST(Formatters, NumberStringWidensSmallTypesWithoutSign) {
 
 TEST(Formatters, HexStringKeepsExactlyTheRequestedDigits) {
     ExpectAll({
-        {orka::ToHexString(0, 4), "0x0000"},
         {orka::ToHexString(0x1B4B, 4), "0x1B4B"},
-        {orka::ToHexString(0x5, 2), "0x05"},
         {orka::ToHexString(0x1234, 2), "0x34"},
         {orka::ToHexString(0xABCDEFu, 0), "0x"},
-        {orka::ToHexString(std::uint8_t{0xFE}, 4), "0x00FE"},
         {orka::ToHexString(std::int8_t{-1}, 4), "0x00FF"},
         {orka::ToHexString(std::int32_t{-1}, 8), "0xFFFFFFFF"},
-        {orka::ToHexString(0x0123456789ABCDEFull, 16), "0x0123456789ABCDEF"},
         {orka::ToHexString(0xFFFFFFFFFFFFFFFFull, 18), "0x00FFFFFFFFFFFFFFFF"},
     });
 }
@@ -69,15 +57,10 @@ TEST(Formatters, HexStringKeepsExactlyTheRequestedDigits) {
 TEST(Formatters, FloatNumberStringCutsAndGroups) {
     ExpectAll({
         {orka::ToFloatNumberString(1234.56789, 3), "1,234.567"},
-        {orka::ToFloatNumberString(0.0, 2), "0.00"},
         {orka::ToFloatNumberString(0.999999, 2), "0.99"},  // cut, not rounded
-        {orka::ToFloatNumberString(1.5, 6), "1.500000"},
-        {orka::ToFloatNumberString(1.5, 9), "1.500000"},  // never more than six decimals
-        {orka::ToFloatNumberString(12.75, 0), "12."},     // the point stays
-        {orka::ToFloatNumberString(999.5, 1), "999.5"},
-        {orka::ToFloatNumberString(1000.0, 1), "1,000.0"},
+        {orka::ToFloatNumberString(1.5, 9), "1.500000"},   // never more than six decimals
+        {orka::ToFloatNumberString(12.75, 0), "12."},      // the point stays
         {orka::ToFloatNumberString(1234567.25, 2), "1,234,567.25"},
-        {orka::ToFloatNumberString(-12.5, 1), "-12.5"},
         {orka::ToFloatNumberString(-std::nan(""), 1), "nan"},  // never "-,nan"
         {orka::ToFloatNumberString(-HUGE_VAL, 1), "-inf"},
         {orka::ToFloatNumberString(-123.5, 1), "-,123.5"},  // the sign counts as a character
@@ -89,22 +72,16 @@ TEST(Formatters, FloatNumberStringCutsAndGroups) {
 TEST(Formatters, WordsOnlyForExactlyOne) {
     ExpectAll({
         {orka::ToSupported(1), "Supported"},
-        {orka::ToSupported(0), "Not Supported"},
         {orka::ToSupported(2), "Not Supported"},
-        {orka::ToSupported(std::uint8_t{0xFF}), "Not Supported"},
         {orka::ToYes(1u), "Yes"},
-        {orka::ToYes(0u), "No"},
         {orka::ToYes(3u), "No"},
         {orka::ToEnabled(std::uint16_t{1}), "Enabled"},
-        {orka::ToEnabled(std::uint16_t{0}), "Disabled"},
         {orka::ToEnabled(std::uint16_t{0x101}), "Disabled"},
     });
 }
 
 TEST(Formatters, PowerOfTwoWrapsAtThirtyTwo) {
     ExpectAll({
-        {orka::ToPowerOfTwo(0), "0 (2^0=1)"},
-        {orka::ToPowerOfTwo(9), "9 (2^9=512)"},
         {orka::ToPowerOfTwo(std::uint8_t{12}), "12 (2^12=4096)"},
         {orka::ToPowerOfTwo(30u), "30 (2^30=1073741824)"},  // no grouping
         {orka::ToPowerOfTwo(31u), "31 (2^31=-2147483648)"},
@@ -115,9 +92,7 @@ TEST(Formatters, PowerOfTwoWrapsAtThirtyTwo) {
 
 TEST(Formatters, FourKibProductIsThirtyTwoBits) {
     ExpectAll({
-        {orka::To4KibString(0u), "0 (0 KiB)"},
         {orka::To4KibString(1000u), "1,000 (4,000 KiB)"},
-        {orka::To4KibString(std::uint16_t{65535}), "65,535 (262,140 KiB)"},
         {orka::To4KibString(0x40000000u), "1,073,741,824 (0 KiB)"},
         {orka::To4KibString(0x40000001u), "1,073,741,825 (4 KiB)"},
         {orka::To4KibString(0x100000001ull), "4,294,967,297 (4 KiB)"},
@@ -126,11 +101,8 @@ TEST(Formatters, FourKibProductIsThirtyTwoBits) {
 
 TEST(Formatters, MicroSecondsDivideAsSigned32Bits) {
     ExpectAll({
-        {orka::ToMicroSecondString(0u), "0 uS (0.000 sec)"},
         {orka::ToMicroSecondString(1500000u), "1,500,000 uS (1.500 sec)"},
-        {orka::ToMicroSecondString(999u), "999 uS (0.000 sec)"},
         {orka::ToMicroSecondString(1999999u), "1,999,999 uS (1.999 sec)"},
-        {orka::ToMicroSecondString(std::uint16_t{65535}), "65,535 uS (0.065 sec)"},
         // 0xFFFFFFFF reads as -1 for the division only.
         {orka::ToMicroSecondString(0xFFFFFFFFu), "4,294,967,295 uS (-0.000 sec)"},
         {orka::ToMicroSecondString(0xC4653600u), "3,294,967,296 uS (-1,000.000 sec)"},
@@ -139,9 +111,7 @@ TEST(Formatters, MicroSecondsDivideAsSigned32Bits) {
 
 TEST(Formatters, TemperatureIsWholeDegrees) {
     ExpectAll({
-        {orka::ToTemp(0), "-273 C"},
         {orka::ToTemp(273), "0 C"},
-        {orka::ToTemp(310), "37 C"},
         {orka::ToTemp(272), "-1 C"},
         {orka::ToTemp(65535), "65,262 C"},
     });
@@ -160,9 +130,7 @@ TEST(Formatters, IdentifierTexts) {
 
 TEST(Formatters, VersionBytesReadAsSigned) {
     ExpectAll({
-        {orka::GetNvmeVersion(0x00010400), "1.4.0"},
         {orka::GetNvmeVersion(0x00010201), "1.2.1"},
-        {orka::GetNvmeVersion(0), "0.0.0"},
         {orka::GetNvmeVersion(0x01020304), "2.3.4"},  // only the low byte of the major field
         {orka::GetNvmeVersion(0x00800FFF), "-128.15.-1"},
         {orka::GetNvmeVersion(0xFFFFFFFFul), "-1.-1.-1"},
@@ -171,15 +139,11 @@ TEST(Formatters, VersionBytesReadAsSigned) {
 
 TEST(Formatters, VendorLookupIgnoresCase) {
     ExpectAll({
-        {orka::LookupPciVendor("0x8086"), "Intel"},
         {orka::LookupPciVendor("0x144D"), "Samsung"},
-        {orka::LookupPciVendor("0x144d"), "Samsung"},
         {orka::LookupPciVendor("0X144d"), "Samsung"},
-        {orka::LookupPciVendor("0x1c5c"), "SK Hynix"},
         {orka::LookupPciVendor("0x10ec"), "Unknown"},
         {orka::LookupPciVendor("0y8086"), "Intel"},  // the second character is forced
         {orka::LookupPciVendor("8086"), "Unknown"},
-        {orka::LookupPciVendor(""), "Unknown"},
         {orka::LookupPciVendor("0"), "Unknown"},
     });
     EXPECT_EQ(orka::VENDOR_PCI_LOOKUP.size(), 8u);
@@ -196,16 +160,12 @@ TEST(Formatters, VersionGatesRaiseTheHighestOnlyWhenPassing) {
     };
     const GateCase cases[] = {
         {true, 0x00010300, 0x00010300, 1, true, 0x00010400},
-        {true, 0x00010300, 0x00010300, 0, false, 0x00010300},
         {true, 0x00010400, 0x00010200, 0, true, 0x00010400},
-        {true, 0x00020000, 0x00010000, 0, true, 0x00010400},
         {true, 0x00010200, 0x00010200, 0x100000000ull, true, 0x00010400},
         {true, 0x00010400, 0x00020000, 0, true, 0x00020000},  // never lowered
-        {false, 0x00010200, 0x00010000, 0, false, 0x00010000},
         {false, 0x000102FF, 0x00010000, 0, false, 0x00010000},
         {false, 0x00010300, 0x00010000, 0, true, 0x00010300},
         {false, 0x00010000, 0x00010000, 4, true, 0x00010300},
-        {false, 0x00010300, 0x00010400, 0, true, 0x00010400},
     };
     for (const auto& gate : cases) {
         unsigned int highest = gate.highest;
@@ -232,8 +192,7 @@ TEST(ParameterRecords, UnknownNameThrowsAndWritesNothing) {
     Json::Value parameters(Json::objectValue);
     orka::AddParameter(parameters, "Model", "kept");
     const Json::Value before = parameters;
-    for (const std::string name :
-         {"Model Number", "model", "Read Recovery Level(RRL)", "Power State 32 Maximum Power (MP)", ""}) {
+    for (const std::string name : {"model", "Power State 32 Maximum Power (MP)", ""}) {
         try {
             orka::AddParameter(parameters, name, "1");
             ADD_FAILURE() << "no exception for '" << name << "'";

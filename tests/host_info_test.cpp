@@ -19,6 +19,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing_support::ParseJson;
 
 class HostFiles : public ::testing::Test {
   protected:
@@ -39,8 +40,6 @@ TEST_F(HostFiles, LinuxInfoIsTheFirstLineWithoutItsLineEnd) {
         {"1.23 \n2.0\n", "1.23 "},
         {"no line end", "no line end"},
         {"crlf\r\nnext\r\n", "crlf"},
-        {"\nsecond", ""},
-        {"", ""},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.content);
@@ -63,7 +62,6 @@ TEST_F(HostFiles, OsNameAndVersionComeFromTheirOwnQuotedLines) {
         // The first matching line is taken, even without quotes.
         {"PRETTY_NAME=Plain\nPRETTY_NAME=\"Second\"\nVERSION=\"1\" \"2\"\n", "N/A", "1"},
         {"PRETTY_NAME=\"unclosed\nVERSION=\"\"\n", "N/A", ""},
-        {"", "N/A", "N/A"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.content);
@@ -99,11 +97,6 @@ TEST_F(HostFiles, MakeDirectoryTreeCreatesMissingParents) {
     EXPECT_EQ(orka::MakeDirectoryTree(blocker + "/sub"), ENOTDIR);
 }
 
-TEST(HostFacts, FixedAnswers) {
-    EXPECT_EQ(orka::GetUsername(), "NA");
-    EXPECT_EQ(orka::GetDirectory(), "NA");
-}
-
 TEST(HostFacts, DocumentsFolderFollowsHome) {
     const char* saved = std::getenv("HOME");
     const std::string old = saved == nullptr ? "" : saved;
@@ -122,14 +115,10 @@ TEST(PciText, LinkSpeedGenerations) {
         const char* expected;
     } cases[] = {
         {"32.0 GT/s PCIe", "Gen5 32.0GT/s"},
-        {"16.0 GT/s PCIe", "Gen4 16.0GT/s"},
-        {"8.0 GT/s PCIe", "Gen3 8.0GT/s"},
         {"5.0 GT/s PCIe", "Gen2 5.0GT/s"},
         {"2.5 GT/s PCIe", "Gen1 2.5GT/s"},
         {"64.0 GT/s PCIe", "N/A"},
         {"8.0 GT/s", "N/A"},
-        {"Unknown", "N/A"},
-        {"N/A", "N/A"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(orka::PciSpeedText(c.speed), c.expected) << c.speed;
@@ -143,14 +132,9 @@ TEST(PciText, BandwidthIsSpeedTimesLanes) {
         const char* expected;
     } cases[] = {
         {"8.0 GT/s PCIe", "4", "32.0 GT/s"},
-        {"16.0 GT/s PCIe", "4", "64.0 GT/s"},
-        {"2.5 GT/s PCIe", "1", "2.5 GT/s"},
         {"2.5 GT/s PCIe", "2", "5.0 GT/s"},
-        {"64.0 GT/s PCIe", "16", "1024.0 GT/s"},
         {"Unknown", "4", "N/A"},
-        {"8.0 GT/s PCIe", "N/A", "N/A"},
         {"8.0 GT/s PCIe", "x4", "N/A"},
-        {"N/A", "N/A", "N/A"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(orka::PciBandwidthText(c.speed, c.width), c.expected) << c.speed << " / " << c.width;
@@ -164,12 +148,8 @@ TEST(PciText, LocationFromAddress) {
     } cases[] = {
         {"0000:3d:00.0", "Bus 3d, device 00, function 0"},
         {"10000:e1:1f.7", "Bus e1, device 1f, function 7"},
-        {"01:02.3", "Bus 01, device 02, function 3"},
-        {"pci0000:00", "N/A"},
         {"0000:01:00", "N/A"},
         {"0000:.0", "N/A"},
-        {"N/A", "N/A"},
-        {"", "N/A"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(orka::PciLocationText(c.address), c.expected) << c.address;
@@ -182,9 +162,8 @@ TEST(BlockDevices, WholeNamespaceDevicesOnly) {
         bool whole;
         const char* drive;
     } cases[] = {
-        {"nvme0n1", true, "0"},   {"nvme12n3", true, "12"}, {"nvme0c0n1", false, ""},
-        {"nvme0n1p1", false, ""}, {"nvme0", false, ""},     {"nvmen1", false, ""},
-        {"nvme0n", false, ""},    {"sda", false, ""},       {"loop0", false, ""},
+        {"nvme12n3", true, "12"}, {"nvme0c0n1", false, ""}, {"nvme0n1p1", false, ""}, {"nvme0", false, ""},
+        {"nvmen1", false, ""},    {"nvme0n", false, ""},    {"sda", false, ""},
     };
     for (const auto& c : cases) {
         std::string drive;
@@ -199,23 +178,16 @@ TEST(BlockDevices, SizeInDecimalGigabytes) {
         const char* expected;
     } cases[] = {
         {"1953525168", "1000"},  // a 1 TB drive
-        {"0", "0"},
-        {"976562", "0"},   // 499,999,744 bytes
-        {"976563", "1"},   // 500,000,256 bytes
-        {"1953125", "1"},  // exactly 10^9 bytes
-        {"N/A", "N/A"},
-        {"", "N/A"},
-        {"12a", "N/A"},
-        {"99999999999999999999", "N/A"},
+        {"976562", "0"},         // 499,999,744 bytes
+        {"976563", "1"},         // 500,000,256 bytes
+        {"12a", "N/A"},         {"99999999999999999999", "N/A"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(orka::SectorsToGigabytes(c.sectors), c.expected) << c.sectors;
     }
 }
 
-// ---------------------------------------------------------------------------
-// GetSystemInfo against the drive simulator
-// ---------------------------------------------------------------------------
+// GetSystemInfo against the drive simulator.
 
 class SimulatedSystemInfo : public HostFiles {
   protected:
@@ -287,54 +259,20 @@ TEST_F(SimulatedSystemInfo, SystemBlockKeysAndHostTexts) {
         EXPECT_EQ(messages[5].rfind("System info read in ", 0), 0u) << messages[5];
 
         EXPECT_EQ(system.getMemberNames(), c.keys);
-        EXPECT_EQ(system["bios version"].asString(), "SIM.BIOS.1.4.7");
-        EXPECT_EQ(system["manufacturer"].asString(), "Brantix Boards");
-        EXPECT_EQ(system["model"].asString(), "Simulated Rich Host");
-        EXPECT_EQ(system["username"].asString(), "NA");
-        EXPECT_EQ(system["working directory"].asString(), "NA");
+        EXPECT_EQ(system["bios version"].asString() + "|" + system["manufacturer"].asString() + "|" +
+                      system["model"].asString() + "|" + system["username"].asString() + "|" +
+                      system["working directory"].asString(),
+                  "SIM.BIOS.1.4.7|Brantix Boards|Simulated Rich Host|NA|NA");
         EXPECT_TRUE(std::regex_match(system["date"].asString(),
                                      std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}( DST)?)")))
             << system["date"].asString();
-        ASSERT_TRUE(system["nvme list"].isArray());
-        ASSERT_EQ(system["nvme list"].size(), 1u);
-        EXPECT_EQ(system["nvme list"][0].asString(),
-                  "DRIVE 0 : Western Digital Brantix Sim Rich 2TB NVMe 1.4 2000GB");
-        for (const auto& key : c.keys) {
-            if (key != "nvme list") {
-                EXPECT_TRUE(system[key].isString()) << key;
-            }
-        }
+        ASSERT_EQ(system["nvme list"],
+                  ParseJson(R"(["DRIVE 0 : Western Digital Brantix Sim Rich 2TB NVMe 1.4 2000GB"])"));
     }
 }
 
-TEST_F(SimulatedSystemInfo, OverviewHasOneLinePerNamespaceDevice) {
-    const struct {
-        std::string profile;
-        std::vector<std::string> lines;  // sorted: the listing order is the file system's
-    } cases[] = {
-        {"dual-namespace",
-         {"DRIVE 0 : Western Digital Brantix Sim Dual 0 1024GB",
-          "DRIVE 0 : Western Digital Brantix Sim Dual 0 512GB",
-          "DRIVE 1 : Western Digital Brantix Sim Dual 1 1024GB",
-          "DRIVE 1 : Western Digital Brantix Sim Dual 1 512GB"}},
-        {FastLinkProfile(), {"DRIVE 0 : Unknown Brantix Sim Plain 1TB 1000GB"}},
-        {"no-drives", {}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.profile);
-        testing_support::UseProfile(c.profile);
-        Json::Value info;
-        orka::GetSystemInfo(info, "0", false);
-        std::vector<std::string> lines;
-        for (const auto& line : info["_metadata"]["system"]["nvme list"]) {
-            lines.push_back(line.asString());
-        }
-        std::sort(lines.begin(), lines.end());
-        EXPECT_EQ(lines, c.lines);
-    }
-}
-
-TEST_F(SimulatedSystemInfo, PciParametersOfTheDriveUnderTest) {
+// The PCI parameters of the drive under test, and the overview line of every namespace device.
+TEST_F(SimulatedSystemInfo, PciParametersAndOverview) {
     const std::vector<std::string> names = {"PCI Bandwidth",       "PCI Device ID",     "PCI Location",
                                             "PCI Rated Bandwidth", "PCI Rated Speed",   "PCI Rated Width",
                                             "PCI Speed",           "PCI Width",         "Root PCI Device ID",
@@ -343,21 +281,28 @@ TEST_F(SimulatedSystemInfo, PciParametersOfTheDriveUnderTest) {
         std::string profile;
         std::string device;
         std::vector<std::string> values;  // in the order of `names`
+        std::vector<std::string> lines;   // sorted: the listing order is the file system's
     } cases[] = {
         {"rich-1.4",
          "0",
          {"16.0 GT/s", "0x2500", "Bus 02, device 00, function 0", "64.0 GT/s", "Gen4 16.0GT/s", "x4",
-          "Gen3 8.0GT/s", "x2", "0x43B0", "Bus 00, device 1d, function 0", "0x8086"}},
+          "Gen3 8.0GT/s", "x2", "0x43B0", "Bus 00, device 1d, function 0", "0x8086"},
+         {"DRIVE 0 : Western Digital Brantix Sim Rich 2TB NVMe 1.4 2000GB"}},
         {"dual-namespace",
          "1",
          {"32.0 GT/s", "0x2262", "Bus 02, device 00, function 0", "32.0 GT/s", "Gen3 8.0GT/s", "x4",
-          "Gen3 8.0GT/s", "x4", "0xA110", "Bus 00, device 1d, function 0", "0x8086"}},
+          "Gen3 8.0GT/s", "x4", "0xA110", "Bus 00, device 1d, function 0", "0x8086"},
+         {"DRIVE 0 : Western Digital Brantix Sim Dual 0 1024GB",
+          "DRIVE 0 : Western Digital Brantix Sim Dual 0 512GB",
+          "DRIVE 1 : Western Digital Brantix Sim Dual 1 1024GB",
+          "DRIVE 1 : Western Digital Brantix Sim Dual 1 512GB"}},
         {FastLinkProfile(),
          "0",
          {"2.5 GT/s", "0x5765", "Bus 01, device 00, function 0", "1024.0 GT/s", "N/A", "x16", "Gen1 2.5GT/s",
-          "x1", "0xA110", "Bus 00, device 1c, function 0", "0x8086"}},
+          "x1", "0xA110", "Bus 00, device 1c, function 0", "0x8086"},
+         {"DRIVE 0 : Unknown Brantix Sim Plain 1TB 1000GB"}},
         // A drive number the host does not have: every fact is missing.
-        {"plain-1.2.1", "5", std::vector<std::string>(11, "N/A")},
+        {"no-drives", "5", std::vector<std::string>(11, "N/A"), {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.profile + " drive " + c.device);
@@ -369,6 +314,12 @@ TEST_F(SimulatedSystemInfo, PciParametersOfTheDriveUnderTest) {
             expected[names[i]] = c.values[i];
         }
         EXPECT_EQ(Values(info["nvme"]["parameters"]), expected);
+        std::vector<std::string> lines;
+        for (const auto& line : info["_metadata"]["system"]["nvme list"]) {
+            lines.push_back(line.asString());
+        }
+        std::sort(lines.begin(), lines.end());
+        EXPECT_EQ(lines, c.lines);
     }
 }
 

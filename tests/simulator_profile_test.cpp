@@ -50,13 +50,11 @@ TEST(SimulatorProfile, FieldKindsAreWrittenLittleEndianPaddedAndMasked) {
     } cases[] = {
         {R"({"W16": 4660})", 2, 2, "3412"},
         {R"({"W16": "0x1b96"})", 2, 2, "961b"},
-        {R"({"W128": "18446744073709551616"})", 8, 16, "00000000000000000100000000000000"},
         {R"({"W128": "0xffffffffffffffffffffffffffffffff"})", 8, 16, "ffffffffffffffffffffffffffffffff"},
         {R"({"TEXT": "AB"})", 24, 6, "414220202020"},
         {R"({"NQN": "AB"})", 30, 6, "414200000000"},
         {R"({"RAW": "0a0b"})", 36, 4, "0a0b0000"},
         {R"({"LOW": 5, "HIGH": 2})", 40, 1, "85"},
-        {R"({"HIGH": 3, "LOW": 7})", 40, 1, "c7"},
         {R"({"W16": true})", 2, 2, "0100"},
     };
     for (const auto& c : cases) {
@@ -75,11 +73,8 @@ TEST(SimulatorProfile, BadFieldValuesAreRefusedWithTheirPlace) {
         const char* message;
     } cases[] = {
         {R"({"W8": 256})", "t.W8: value does not fit in 8 bits"},
-        {R"({"BITS": 4})", "t.BITS: value does not fit in 2 bits"},
         {R"({"TEXT": "ABC"})", "t.TEXT: longer than 2 characters"},
         {R"({"W8": "12z"})", "t.W8: expected a number, got \"12z\""},
-        {R"({"W8": "0x"})", "t.W8: expected a number, got \"0x\""},
-        {R"({"W8": [1]})", "t.W8: expected a number"},
         {R"({"VID": 1})", "t: unknown field \"VID\""},
         {R"([1])", "t: expected an object"},
     };
@@ -115,20 +110,10 @@ TEST(SimulatorProfile, IdentifyStructuresAtTheStandardOffsets) {
         size_t length;
         const char* hex;
     } fields[] = {
-        {0, 2, "4d14"},                                  // VID
         {4, 3, "533120"},                                // SN, space padded
-        {24, 8, "4d6f64656c205820"},                     // MN
-        {64, 4, "46573120"},                             // FR
-        {80, 4, "00040100"},                             // VER
-        {256, 2, "1700"},                                // OACS
         {262, 2, "3f01"},                                // ELPE, NPSS from the descriptor count
         {320, 4, "01000100"},                            // KAS, HCTMA
-        {328, 4, "03000000"},                            // SANICAP
-        {352, 4, "02000000"},                            // PELS
-        {520, 2, "4000"},                                // ONCS
-        {525, 1, "01"},                                  // VWC
         {768, 6, "6e716e2e7800"},                        // SUBNQN, NUL padded
-        {2048, 4, "84030000"},                           // PSD0 MP
         {2080, 16, "f401000264000000c800000000000000"},  // PSD1 MP, NOPS, ENLAT, EXLAT
         {2102, 1, "85"},                                 // PSD1 APW, APS
     };
@@ -146,44 +131,9 @@ TEST(SimulatorProfile, IdentifyStructuresAtTheStandardOffsets) {
     EXPECT_EQ(drive.IdentifyText(24, 40), "Model X");
 }
 
-TEST(SimulatorProfile, LogPagesAtTheStandardOffsets) {
-    const auto profile = brantix_sim::ParseProfile(R"({"drives": [{"log pages": {
-        "01": {"entries": [{"ERRCNT": 2, "STS": "0x4004", "NS": 1}, {"ERRCNT": 1, "TTSI": 7}]},
-        "02": {"CTEMP": 310, "DUR": "18446744073709551617", "TSEN3": 300, "TTTMT2": 9},
-        "05": {"ACS": {"0x06": 1}, "IOCS": {"0x02": "0x3"}},
-        "06": {"CDSTO": 0, "entries": [{"STC": 2, "RESULT": 7, "SEGN": 4, "POH": 10}]},
-        "81": {"SPROG": "0xffff", "SSTAT": "0x0101", "ETCE": 5},
-        "07": {"DA1LB": 1, "DA2LB": 2, "DA3LB": 3, "TCIDA": 1}
-    }}]})",
-                                                   "test.json");
-    const auto& logs = profile.drives[0].logs;
-    EXPECT_EQ(logs.at(0x01).size(), 16384u);
-    EXPECT_EQ(Hex(logs.at(0x01), 0, 14), "0200000000000000000000000440");
-    EXPECT_EQ(Hex(logs.at(0x01), 24, 4), "01000000");
-    EXPECT_EQ(Hex(logs.at(0x01), 64, 1), "01");
-    EXPECT_EQ(Hex(logs.at(0x01), 104, 2), "0700");
-    EXPECT_EQ(Hex(logs.at(0x02), 1, 2), "3601");
-    EXPECT_EQ(Hex(logs.at(0x02), 32, 16), "01000000000000000100000000000000");
-    EXPECT_EQ(Hex(logs.at(0x02), 204, 2), "2c01");
-    EXPECT_EQ(Hex(logs.at(0x02), 228, 4), "09000000");
-    EXPECT_EQ(Hex(logs.at(0x05), 24, 4), "01000000");
-    EXPECT_EQ(Hex(logs.at(0x05), 1032, 4), "03000000");
-    const Bytes& selftest = logs.at(0x06);
-    EXPECT_EQ(selftest.size(), 564u);
-    EXPECT_EQ(Hex(selftest, 4, 2), "2704");
-    EXPECT_EQ(Hex(selftest, 8, 8), "0a00000000000000");
-    // Entries the profile leaves out are marked unused (result Fh).
-    EXPECT_EQ(Hex(selftest, 32, 1), "0f");
-    EXPECT_EQ(Hex(selftest, 4 + 19 * 28, 1), "0f");
-    EXPECT_EQ(Hex(logs.at(0x81), 0, 4), "ffff0101");
-    EXPECT_EQ(Hex(logs.at(0x81), 16, 4), "05000000");
-    // Telemetry: a header block and data up to the last block of area 3.
-    EXPECT_EQ(logs.at(0x07).size(), 4u * 512);
-    EXPECT_EQ(Hex(logs.at(0x07), 0, 1), "07");
-    EXPECT_EQ(Hex(logs.at(0x07), 8, 6), "010002000300");
-    EXPECT_EQ(Hex(logs.at(0x07), 382, 1), "01");
-}
-
+// The pages and feature buffers a profile describes by name reach nvme-cli
+// field by field (tests/nvme_cli_crosscheck_test.cpp); here, the layouts that
+// are built rather than written: the event chain after the log header.
 TEST(SimulatorProfile, PersistentEventLogChainsEventsAfterTheHeader) {
     const auto profile = brantix_sim::ParseProfile(R"({"drives": [{"log pages": {"0D": {
         "PCC": 5, "SEB": "0201",
@@ -195,38 +145,14 @@ TEST(SimulatorProfile, PersistentEventLogChainsEventsAfterTheHeader) {
     const Bytes& pel = profile.drives[0].logs.at(0x0D);
     // The hardware error data: code, two reserved bytes, the two bytes given.
     ASSERT_EQ(pel.size(), 512u + (24 + 6) + (24 + 2 + 2));
-    EXPECT_EQ(Hex(pel, 0, 1), "0d");
-    EXPECT_EQ(Hex(pel, 4, 4), "02000000");           // TNEV
-    EXPECT_EQ(Hex(pel, 8, 8), "3a02000000000000");   // TLL = 570
-    EXPECT_EQ(Hex(pel, 18, 2), "0002");              // LHL
-    EXPECT_EQ(Hex(pel, 44, 8), "0500000000000000");  // PCC
-    EXPECT_EQ(Hex(pel, 480, 2), "0201");             // SEB
+    EXPECT_EQ(Hex(pel, 4, 4), "02000000");          // TNEV
+    EXPECT_EQ(Hex(pel, 8, 8), "3a02000000000000");  // TLL = 570
     // First event: type, header length 21, controller, timestamp, lengths.
-    EXPECT_EQ(Hex(pel, 512, 24),
-              "0500150002000605040302010000000000000000"
-              "00000600");
+    EXPECT_EQ(Hex(pel, 512, 24), "050015000200060504030201000000000000000000000600");
     EXPECT_EQ(Hex(pel, 536, 6), "010000000900");
     // Second event: vendor specific information before the data.
     EXPECT_EQ(Hex(pel, 542, 3), "de0015");
     EXPECT_EQ(Hex(pel, 562, 8), "02000400aabb0102");
-}
-
-TEST(SimulatorProfile, FeaturesBuffersAndThresholds) {
-    const auto profile = brantix_sim::ParseProfile(R"({"drives": [{"features": {
-        "01": {"dw0": "0x03070f03"},
-        "04": {"thresholds": [{"TMPSEL": 2, "THSEL": 1, "TMPTH": 263}]},
-        "0C": {"dw0": 1, "entries": [{"ITPS": 3, "ITPT": 100}]},
-        "0D": {"dw0": 1, "HSIZE": 8192, "HMDLEC": 4},
-        "0E": {"TIMESTAMP": "0x010203040506", "TO": 1, "SYNCH": 1}
-    }}]})",
-                                                   "test.json");
-    const auto& drive = profile.drives[0];
-    EXPECT_EQ(drive.features.at(0x01).dw0, 0x03070f03u);
-    EXPECT_EQ(drive.thresholds.at(0x21), 263u);
-    EXPECT_EQ(drive.features.at(0x0C).buffer.size(), 256u);
-    EXPECT_EQ(Hex(drive.features.at(0x0C).buffer, 0, 8), "1864000000000000");
-    EXPECT_EQ(Hex(drive.features.at(0x0D).buffer, 0, 16), "00200000000000000000000004000000");
-    EXPECT_EQ(Hex(drive.features.at(0x0E).buffer, 0, 8), "0605040302010300");
 }
 
 TEST(SimulatorProfile, ProfileMistakesNameTheirPlace) {
@@ -240,8 +166,6 @@ TEST(SimulatorProfile, ProfileMistakesNameTheirPlace) {
          "test.json: drives[0].namespaces[0].identify namespace.LBAF[0].LBADS: value does not fit in 8 bits"},
         {R"({"drives": [{"log pages": {"C0": {"x": 1}}}]})",
          "test.json: drives[0].log pages.C0: log page without a layout here; give its bytes as \"data\""},
-        {R"({"drives": [{"features": {"02": {"dw1": 1}}}]})",
-         "test.json: drives[0].features.02: unknown field \"dw1\""},
         {R"({"drives": [{"sanitize": {"outcome": "sideways"}}]})",
          "test.json: drives[0].sanitize.outcome: unknown outcome \"sideways\""},
         {R"({"drives": [{"log pages": {"0D": {"events": [{"ETYPE": 4, "fields": {"X": 1}}]}}}]})",
@@ -268,11 +192,8 @@ TEST(SimulatorProfile, FaultTexts) {
         const char* message;
     } bad[] = {
         {"opcode=2", "fault \"opcode=2\": give exactly one of errno and status"},
-        {"opcode=2,errno=5,status=1",
-         "fault \"opcode=2,errno=5,status=1\": give exactly one of errno and status"},
         {"log=2,errno=5", "fault \"log=2,errno=5\": a command fault needs an opcode"},
         {"opcode=2,when=5", "fault \"opcode=2,when=5\": unknown key \"when\""},
-        {"opcode", "fault \"opcode\": expected key=value, got \"opcode\""},
     };
     for (const auto& c : bad) {
         try {

@@ -25,11 +25,15 @@ std::vector<std::string> SplitLines(const std::string& text) {
 
 }  // namespace
 
-std::string RunResult::Read(const std::string& name) const {
-    std::ifstream in(dir / name, std::ios::binary);
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
     std::ostringstream content;
     content << in.rdbuf();
     return content.str();
+}
+
+std::string RunResult::Read(const std::string& name) const {
+    return ReadFile(dir / name);
 }
 
 std::vector<std::string> RunResult::Lines(const std::string& name) const {

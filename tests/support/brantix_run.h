@@ -44,6 +44,9 @@ ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<st
                          const std::vector<std::string>& unset, const std::filesystem::path& dir,
                          bool with_stderr, const std::function<void(int pid)>& while_running = {});
 
+// The content of a file; empty when it cannot be read.
+std::string ReadFile(const std::filesystem::path& path);
+
 // A fresh, empty directory under the system's temporary directory.
 // It is removed with everything in it when the test process ends.
 std::filesystem::path MakeTempDir(const std::string& label);

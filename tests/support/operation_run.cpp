@@ -31,16 +31,8 @@ std::string CommandName(const Json::Value& command) {
 
 OperationRun RunOperation(const OperationCase& c, unsigned int opcode, const std::string& summary_file,
                           const std::string& details_key, bool interrupt) {
-    std::ifstream in(std::string(BRANTIX_SOURCE_DIR) + "/commands/" + c.command_file + ".cmd.json");
-    std::ostringstream text;
-    text << in.rdbuf();
-    Json::Value settings = ParseJson(text.str());
-    const Json::Value overrides = ParseJson(c.settings.empty() ? "{}" : c.settings);
-    for (const auto& key : overrides.getMemberNames()) {
-        settings[key] = overrides[key];
-    }
     RunOptions options;
-    options.files["test.cmd.json"] = settings.toStyledString();
+    options.files["test.cmd.json"] = CommandFile(c.command_file, {c.settings});
     options.args = {"test", "-d", "out"};
     options.env = {{"BRANTIX_SIM_TIME_SCALE", "50"}, {"BRANTIX_SIM_DRIVE", c.drive_patch}};
     const auto run = interrupt ? RunBrantixInterrupted("demo", options, opcode)

@@ -67,11 +67,24 @@ Json::Value ParseJson(const std::string& text) {
     return value;
 }
 
+std::string CommandFile(const std::string& name, const std::vector<std::string>& changes,
+                        const std::vector<std::string>& removed) {
+    Json::Value command =
+        ParseJson(ReadFile(std::string(BRANTIX_SOURCE_DIR) + "/commands/" + name + ".cmd.json"));
+    for (const auto& text : changes) {
+        const Json::Value change = ParseJson(text.empty() ? "{}" : text);
+        for (const auto& key : change.getMemberNames()) {
+            command[key] = change[key];
+        }
+    }
+    for (const auto& key : removed) {
+        command.removeMember(key);
+    }
+    return command.toStyledString();
+}
+
 Json::Value ProfileSource(const std::string& name) {
-    std::ifstream in(ProfilePath(name));
-    std::ostringstream content;
-    content << in.rdbuf();
-    Json::Value source = ParseJson(content.str());
+    Json::Value source = ParseJson(ReadFile(ProfilePath(name)));
     if (source.isMember("same as")) {
         const auto folder = std::filesystem::path(ProfilePath(name)).parent_path();
         return ProfileSource((folder / source["same as"].asString()).string());
@@ -118,8 +131,7 @@ std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& 
         const std::string mark = "\"opcode\":" + std::to_string(opcode) + ",";
         // Gives up after about a minute; the test then fails on what it expects.
         for (int wait = 0; wait < 6000; ++wait) {
-            std::ifstream in(journal);
-            const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+            const std::string text = ReadFile(journal);
             unsigned int seen = 0;
             for (auto at = text.find(mark); at != std::string::npos && seen < count;
                  at = text.find(mark, at + 1)) {

@@ -66,4 +66,10 @@ CommandResult RunUnderSimulator(const std::string& profile, const std::vector<st
 // Reads one JSON document from text; throws when it is not valid JSON.
 Json::Value ParseJson(const std::string& text);
 
+// commands/<name>.cmd.json with the members of each JSON object in `changes`
+// set over it in turn (an empty text changes nothing) and the keys in
+// `removed` taken out, as text.
+std::string CommandFile(const std::string& name, const std::vector<std::string>& changes = {},
+                        const std::vector<std::string>& removed = {});
+
 }  // namespace testing_support
