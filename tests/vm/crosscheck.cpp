@@ -511,20 +511,22 @@ class CrossCheck {
             return differences;
         }
         const Json::Value& parameters = info["nvme"]["parameters"];
-        const auto upper = [](std::string text) {
-            orka::UpperCase(text);
-            return text;
+        // sysfs writes "0x000c"; brantix keeps the "0x" and upper-cases the digits.
+        const auto hex_id = [](const std::string& text) {
+            std::string digits = text.rfind("0x", 0) == 0 ? text.substr(2) : text;
+            orka::UpperCase(digits);
+            return "0x" + digits;
         };
         const auto value = [&parameters](const char* name) { return parameters[name]["value"].asString(); };
-        expect("PCI Device ID", value("PCI Device ID"), upper(sysfs["controller device"]));
+        expect("PCI Device ID", value("PCI Device ID"), hex_id(sysfs["controller device"]));
         expect("PCI Width", value("PCI Width"), "x" + sysfs["controller current_link_width"]);
         expect("PCI Rated Width", value("PCI Rated Width"), "x" + sysfs["controller max_link_width"]);
         expect("PCI Speed", value("PCI Speed"), orka::PciSpeedText(sysfs["controller current_link_speed"]));
         expect("PCI Rated Speed", value("PCI Rated Speed"),
                orka::PciSpeedText(sysfs["controller max_link_speed"]));
         expect("PCI Location", value("PCI Location"), orka::PciLocationText(sysfs["controller address"]));
-        expect("Root PCI Vendor ID", value("Root PCI Vendor ID"), upper(sysfs["port vendor"]));
-        expect("Root PCI Device ID", value("Root PCI Device ID"), upper(sysfs["port device"]));
+        expect("Root PCI Vendor ID", value("Root PCI Vendor ID"), hex_id(sysfs["port vendor"]));
+        expect("Root PCI Device ID", value("Root PCI Device ID"), hex_id(sysfs["port device"]));
         expect("Root PCI Location", value("Root PCI Location"), orka::PciLocationText(sysfs["port address"]));
         expect("PCI Bandwidth", value("PCI Bandwidth"),
                orka::PciBandwidthText(sysfs["controller current_link_speed"],
