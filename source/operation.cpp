@@ -90,3 +90,11 @@ InterruptFlag::~InterruptFlag() {
 bool InterruptFlag::Raised() {
     return GLOBAL_EXIT_GRACEFULLY != 0;
 }
+
+bool FailedPolls::GiveUp() {
+    if (++count_ < MAX_FAILED_POLLS_IN_A_ROW) {
+        return false;
+    }
+    LOG_ERROR << " Giving up: " << log_ << " could not be read " << count_ << " times in a row";
+    return true;
+}

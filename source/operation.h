@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <string>
+#include <utility>
 
 #include "orka.h"
 
@@ -59,3 +60,16 @@ class InterruptFlag {
 // A log page read that keeps failing is given up after this many reads in a
 // row, so that a drive that stops answering does not keep the tool polling.
 constexpr unsigned int MAX_FAILED_POLLS_IN_A_ROW = 10;
+
+// Counts the polls of one log that failed in a row; a poll that succeeds starts the count again.
+class FailedPolls {
+  public:
+    explicit FailedPolls(std::string log) : log_(std::move(log)) {}
+    // Counts one more failed poll; true, with the reason logged, when polling should stop.
+    bool GiveUp();
+    void Reset() { count_ = 0; }
+
+  private:
+    std::string log_;
+    unsigned int count_ = 0;
+};

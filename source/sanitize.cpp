@@ -183,7 +183,7 @@ int SanitizeRun::Run(orka::NVME_ID fd) {
         return Finish(43, "Sanitize did NOT start");
     }
     unsigned int last_percent = 0;
-    unsigned int failed_in_a_row = 0;
+    FailedPolls failed_polls("the sanitize status log");
     unsigned int status = orka::SANITIZE_IN_PROGRESS;
     for (;;) {
         const orka::TimePoint due = polls.WaitForNextPoll();
@@ -199,14 +199,12 @@ int SanitizeRun::Run(orka::NVME_ID fd) {
         Json::Value report;
         if (!ReadStatus(report)) {
             Append(report);
-            if (++failed_in_a_row >= MAX_FAILED_POLLS_IN_A_ROW) {
-                LOG_ERROR << " Giving up: the sanitize status log could not be read " << failed_in_a_row
-                          << " times in a row";
+            if (failed_polls.GiveUp()) {
                 break;
             }
             continue;
         }
-        failed_in_a_row = 0;
+        failed_polls.Reset();
         status = orka::GetBits(log_.SSTAT.get(), orka::SSTAT_STATUS);
         const unsigned int percent = PercentOf(log_);
         if (status != orka::SANITIZE_IN_PROGRESS) {

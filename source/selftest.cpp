@@ -163,7 +163,7 @@ int SelfTestRun::Run() {
     const orka::TimePoint abort_due = polls.Start() + std::chrono::seconds(abort_time);
     orka::TimePoint next_display = polls.Start() + interval;
     unsigned int last_completion = 0;
-    unsigned int failed_in_a_row = 0;
+    FailedPolls failed_polls("the self-test log");
     for (;;) {
         const orka::TimePoint due = polls.WaitForNextPoll();
         if (InterruptFlag::Raised() || (abort_time != 0 && due >= abort_due)) {
@@ -182,14 +182,12 @@ int SelfTestRun::Run() {
         Json::Value report;
         if (!Sample(report)) {
             details_["status"].append(report);
-            if (++failed_in_a_row >= MAX_FAILED_POLLS_IN_A_ROW) {
-                LOG_ERROR << " Giving up: the self-test log could not be read " << failed_in_a_row
-                          << " times in a row";
+            if (failed_polls.GiveUp()) {
                 break;
             }
             continue;
         }
-        failed_in_a_row = 0;
+        failed_polls.Reset();
         if (log_.CDSTO != code) {
             if (NewestResult(log_) != RESULT_PASSED) {
                 const std::string message = "Self-test ended with result " + ResultText(NewestResult(log_));

@@ -733,20 +733,19 @@ int ConvertLogPage5(Json::Value& info, const unsigned char* data, std::size_t le
     const auto effects = CopyRecord<ORKA_NVME_LOGPAGE_05_DATA>(data, length);
     Json::Value& list = info["nvme"]["command log"];
     list = Json::Value(Json::arrayValue);
-    unsigned int admin = 0;
-    unsigned int io = 0;
-    for (unsigned int opcode = 0; opcode < 256; ++opcode) {
-        if (GetBits(effects.ACS[opcode].get(), EFFECTS_CSUPP) == 1) {
-            ++admin;
-            list.append(EffectsEntry("Admin Command " + std::to_string(opcode), effects.ACS[opcode].get()));
+    // Lists the supported commands of one set and returns how many there are.
+    const auto supported = [&list](const le32* set, const std::string& kind) {
+        unsigned int count = 0;
+        for (unsigned int opcode = 0; opcode < 256; ++opcode) {
+            if (GetBits(set[opcode].get(), EFFECTS_CSUPP) == 1) {
+                ++count;
+                list.append(EffectsEntry(kind + " Command " + std::to_string(opcode), set[opcode].get()));
+            }
         }
-    }
-    for (unsigned int opcode = 0; opcode < 256; ++opcode) {
-        if (GetBits(effects.IOCS[opcode].get(), EFFECTS_CSUPP) == 1) {
-            ++io;
-            list.append(EffectsEntry("IO Command " + std::to_string(opcode), effects.IOCS[opcode].get()));
-        }
-    }
+        return count;
+    };
+    const unsigned int admin = supported(effects.ACS, "Admin");
+    const unsigned int io = supported(effects.IOCS, "IO");
     AddParameter(info["nvme"]["parameters"], "Supported Admin Commands", std::to_string(admin));
     AddParameter(info["nvme"]["parameters"], "Supported IO Commands", std::to_string(io));
     return 0;

@@ -47,21 +47,16 @@ void GetLogPages(int fd, Json::Value& info, Json::Value& record, const Json::Val
 // zeros beyond its end, and nothing past `length` is ever read), adds parameters to
 // info["nvme"]["parameters"] and lists under info["nvme"], and returns 0. `highest_version` is
 // raised when a field of a later NVMe version is in use.
-using LogPageDecoder = int (*)(Json::Value& info, const unsigned char* data, std::size_t length,
-                               const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
-                               unsigned int& highest_version);
-int ConvertLogPage1(Json::Value& info, const unsigned char* data, std::size_t length,
-                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
-int ConvertLogPage2(Json::Value& info, const unsigned char* data, std::size_t length,
-                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
-int ConvertLogPage3(Json::Value& info, const unsigned char* data, std::size_t length,
-                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
-int ConvertLogPage5(Json::Value& info, const unsigned char* data, std::size_t length,
-                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
-int ConvertLogPage6(Json::Value& info, const unsigned char* data, std::size_t length,
-                    const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
-int ConvertLogPage0D(Json::Value& info, const unsigned char* data, std::size_t length,
-                     const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version);
+using LogPageDecode = int(Json::Value& info, const unsigned char* data, std::size_t length,
+                          const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+                          unsigned int& highest_version);
+using LogPageDecoder = LogPageDecode*;
+LogPageDecode ConvertLogPage1;
+LogPageDecode ConvertLogPage2;
+LogPageDecode ConvertLogPage3;
+LogPageDecode ConvertLogPage5;
+LogPageDecode ConvertLogPage6;
+LogPageDecode ConvertLogPage0D;
 
 // The PCIe error details of a hardware error event; `info` is the additional hardware error
 // information (the event data from its fifth byte), `length` the bytes of it that were read.
