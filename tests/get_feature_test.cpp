@@ -42,7 +42,6 @@ TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
     } cases[] = {
         // a text of its own for a special value
         {0x01, 7, none, plain, "Arbitration Burst (AB)", "No Limit"},
-        {0x01, 3, none, plain, "Arbitration Burst (AB)", "3 (2^3=8)"},
         {0x05, 5, none, plain, "Time Limited Error Recovery (TLER)", "500 mS"},
         {0x05, 0, none, plain, "Time Limited Error Recovery (TLER)", "No Timeout"},
         {0x08, 0, none, plain, "Aggregation Time (TIME)", "No Delay"},
@@ -53,6 +52,7 @@ TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
         {0x08, 0xFF05, none, plain, "Aggregation Threshold (THR)", "6"},
         {0x15, 0x00780001, none, plain, "LBA Status Information Poll Interval (LSIPI)", "12000 mS"},
         {0x0B, 0x6F1F, none, notices, "SMART Critical Warning Notices Enable", "0x1F"},
+        {0x12, 0x14, none, plain, "Read Recovery Level (RRL)", "4"},
         // single bits, and the notices of controllers that send them
         {0x05, 0x10000, none, plain, "Deallocated or Unwritten Logical Block Error Enable (DULBE)",
          "Enabled"},
