@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "orka.h"
 #include "orka_nvme.h"
 #include "support/byte_fixture.h"
 #include "support/parameters.h"
