@@ -84,6 +84,7 @@ TEST_F(IdentifyControllerTest, RowKindsConditionsAndVersionGates) {
         {V130, {111, 1, 2}, {}, "Controller Type (CNTRLTYPE)", "Discovery Controller", V140},
         {V130, {525, 1, 0x06}, {}, "Volatile Write Cache Flush All NSID", "Supported", V140},
         {V140, {}, {}, "Volatile Write Cache Flush All NSID", "Not Reported", V140},
+        {V130, {525, 1, 0x04}, {}, "Volatile Write Cache Flush All NSID", "Not Supported", V140},
         {V121, {520, 2, 0x40}, {}, "Timestamp Feature", "Supported", V130},
         {V121, {}, {}, "Timestamp Feature", ABSENT, V121},
         {V121, {319, 1, 0xFF}, {}, "Firmware Update Granularity (FWUG)", "Unrestricted", V130},

@@ -169,12 +169,19 @@ TEST(LogPageDecoders, PersistentEventsStayInsideTheBytesRead) {
 }
 
 // Status and AER texts of a PCIe error event whose info holds the AER registers, and of one too
-// short to hold them (a correctable one is in the event walk above).
+// short to hold them (one without AER is in the event walk above).
 TEST(LogPageDecoders, PciErrorTexts) {
     std::vector<std::uint8_t> info = {0x06, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x10, 0x44, 0x02};
     EXPECT_EQ(orka::pci_decode(info.data(), info.size(), false),
               " Device Status = 0x6 : Non-fatal error: Fatal error<br>Uncorrectable AER = 0x2441000 : "
               "Poisoned TLP error: Malformed TLP: Uncorrectable internal error: TLP prefix block error");
+    info[16] = 0xC1;  // a correctable one reads the low half of the register only
+    info[17] = 0xF1;
+    EXPECT_EQ(
+        orka::pci_decode(info.data(), info.size(), true),
+        " Device Status = 0x6 : Non-fatal error: Fatal error<br>Correctable AER = 0xf1c1 : Receiver error: "
+        "Bad TLP error: Bad DLLP error: Replay rollover error: Replay timer timeout: Advisory non-fatal "
+        "error: Corrected Internal error: Header log overflow error");
     info[0] = 0;
     EXPECT_EQ(orka::pci_decode(info.data(), 4, false), " Device Status = 0x0 <br>Uncorrectable AER = 0x0 ");
 }
