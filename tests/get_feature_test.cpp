@@ -1,4 +1,5 @@
-// Feature decoders on dwords and buffers, and the feature reads on simulated drives.
+// Feature decoders on dwords and buffers. Which temperature thresholds are read, and in what order,
+// is checked end to end (the fault table, the nvme-cli cross-check).
 #include "get_feature.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +8,6 @@
 #include "orka_nvme.h"
 #include "support/byte_fixture.h"
 #include "support/parameters.h"
-#include "support/simulator.h"
 
 namespace {
 
@@ -80,28 +80,6 @@ TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
     } catch (const orka::OrkaError& e) {
         EXPECT_EQ(std::string(e.what()), "Feature 0x0C returned 8 data bytes, fewer than the 16 it needs");
     }
-}
-
-// With only sensor 2 in the health log, feature 04h reads the composite and sensor 2 thresholds.
-TEST(SimulatedFeatures, ThresholdsOfTheReportedSensorsOnly) {
-    orka::ExpandParameterCatalogue();
-    testing_support::UseProfile("rich-1.4");
-    Json::Value info, none, settings;
-    settings["read feature 04h"] = true;
-    orka::AddParameter(info["nvme"]["parameters"], "Temperature Sensor 2", "27 C");
-    const orka::NVME_ID fd = orka::GetNvmeId("/dev/nvme0", false);
-    EXPECT_EQ(orka::GetFeature04(fd, info, none, settings, ORKA_NVME_IDENTIFY_CONTROLLER_DATA{}), 0);
-    orka::CloseNvmeId(fd);
-    std::string commands;
-    for (const auto& command : testing_support::Journal()) {
-        commands += orka::ToHexString(command["cdw11"].asUInt(), 6) + " ";
-    }
-    EXPECT_EQ(commands, "0x000000 0x100000 0x020000 0x120000 ");
-    EXPECT_EQ(info["_metadata"]["commands"][3]["admin command"].asString(), "Get Feature 4 (0x120000)");
-    testing_support::ExpectParameters(info, {{"Temperature Sensor 2 Under Threshold", "-11 C"},
-                                             {"Composite Temperature Over Threshold", "85 C"},
-                                             {"Temperature Sensor 1 Over Threshold", ABSENT}});
-    testing_support::StopSimulation();
 }
 
 }  // namespace
