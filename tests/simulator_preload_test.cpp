@@ -54,6 +54,16 @@ TEST_F(SimulatedPreload, DeviceIsACharacterDeviceAndOnlyAdminCommandsAreAnswered
     EXPECT_EQ(errno, ENOTTY);
     close(other);
     EXPECT_EQ(testing_support::Journal().size(), 0u);
+    // The 64-bit pass-through is answered too: Get Features, Volatile Write Cache.
+    const int again = open("/dev/nvme0", O_RDWR);
+    nvme_passthru_cmd64 wide{};
+    wide.opcode = 0x0A;
+    wide.nsid = 1;
+    wide.cdw10 = 0x06;
+    EXPECT_EQ(ioctl(again, NVME_IOCTL_ADMIN64_CMD, &wide), 0);
+    EXPECT_EQ(wide.result, 1u);
+    EXPECT_EQ(testing_support::Journal().size(), 1u);
+    close(again);
     // A controller the profile does not have is left to the real system.
     errno = 0;
     EXPECT_EQ(open("/dev/nvme7", O_RDWR), -1);
