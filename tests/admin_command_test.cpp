@@ -142,16 +142,16 @@ TEST_F(SimulatedAdminCommand, ListThatIsNeitherNullNorAnArrayFailsWithTheOrigin)
     Open("");
     Json::Value text("not a list");
     Json::Value none;
+    std::string message = "no exception";
     try {
         orka::NvmeAdminCommand(fd_, "Identify Controller", text, none, 0x06, 0, 1, 0, 0, 0, 0, 0, nullptr,
                                nullptr, 0, false);
-        ADD_FAILURE() << "no exception";
     } catch (const std::runtime_error& error) {
-        EXPECT_TRUE(std::regex_match(
-            error.what(), std::regex("in Json::Value::append: requires arrayValue\n"
-                                     " @ LINUX_ADMIN_COMMAND source/orka/source/nvme_admin_command [0-9]+")))
-            << error.what();
+        message = std::regex_replace(error.what(), std::regex(" [0-9]+$"), " <line>");
     }
+    EXPECT_EQ(message,
+              "in Json::Value::append: requires arrayValue\n"
+              " @ LINUX_ADMIN_COMMAND source/orka/source/nvme_admin_command <line>");
     EXPECT_EQ(text.asString(), "not a list");
     EXPECT_EQ(testing_support::Journal().size(), 1u);
 }

@@ -5,12 +5,10 @@
 #include <linux/nvme_ioctl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 
 #include "support/simulator.h"
@@ -92,13 +90,11 @@ TEST_F(SimulatedPreload, ListingHoldsOnlyTheProfilesNamespaces) {
 
 // scripts/with-simulator, as a user runs it.
 TEST(SimulatorScript, RunsACommandWithAProfileByNameOrPath) {
-    const std::string script = std::string(BRANTIX_SOURCE_DIR) + "/scripts/with-simulator";
-    const std::string output = (testing_support::MakeTempDir("script") / "out.txt").string();
     const struct {
         std::string profile;
         std::string file;
         int status;
-        std::string content;
+        std::string output;
     } cases[] = {
         {"plain-1.2.1", "/sys/class/nvme/nvme0/serial", 0, "PLN121000001\n"},
         {testing_support::ProfilePath("dual-namespace"), "/sys/class/nvme/nvme1/model", 0,
@@ -106,11 +102,12 @@ TEST(SimulatorScript, RunsACommandWithAProfileByNameOrPath) {
         {"no-such-profile", "/sys/class/nvme/nvme0/serial", 2, ""},
     };
     for (const auto& c : cases) {
-        const std::string command = "env -u LD_PRELOAD -u BRANTIX_SIM_PROFILE BRANTIX_SIM_LIBRARY='" +
-                                    std::string(BRANTIX_SIM_LIBRARY) + "' '" + script + "' '" + c.profile +
-                                    "' -- cat " + c.file + " > '" + output + "' 2>/dev/null";
-        EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), c.status) << c.profile;
-        EXPECT_EQ(ReadFile(output), c.content) << c.profile;
+        const auto run = testing_support::RunProcess(
+            {std::string(BRANTIX_SOURCE_DIR) + "/scripts/with-simulator", c.profile, "--", "cat", c.file},
+            {{"BRANTIX_SIM_LIBRARY", BRANTIX_SIM_LIBRARY}}, {"LD_PRELOAD", "BRANTIX_SIM_PROFILE"},
+            std::filesystem::current_path(), false);
+        EXPECT_EQ(run.exit_code, c.status) << c.profile;
+        EXPECT_EQ(run.output, c.output) << c.profile;
     }
 }
 

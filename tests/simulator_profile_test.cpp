@@ -67,7 +67,6 @@ TEST(SimulatorProfile, MistakesNameTheirPlace) {
         };
     };
     const std::pair<std::function<void()>, std::string> cases[] = {
-        {encoded(R"({"LOW": 8})"), "t.LOW: value does not fit in 3 bits"},
         {encoded(R"({"TEXT": "ABCDEFG"})"), "t.TEXT: longer than 6 characters"},
         {encoded(R"({"W16": "12z"})"), "t.W16: expected a number, got \"12z\""},
         {encoded(R"([1])"), "t: expected an object"},
@@ -88,19 +87,6 @@ TEST(SimulatorProfile, MistakesNameTheirPlace) {
     for (const auto& [action, message] : cases) {
         EXPECT_EQ(ErrorOf(action), message);
     }
-}
-
-TEST(SimulatorProfile, FaultTexts) {
-    std::vector<brantix_sim::Fault> faults;
-    int open_error = 0;
-    int vanish = -1;
-    brantix_sim::ParseFaults("opcode=0x02,log=0x0d,after=2,errno=5;open=13;opcode=6,status=0x4002;vanish=7",
-                             faults, open_error, vanish);
-    ASSERT_EQ(faults.size(), 2u);
-    EXPECT_EQ(faults[0].Key(), "2/13/-1/2/5/0");
-    EXPECT_EQ(faults[1].Key(), "6/-1/-1/0/0/16386");
-    EXPECT_EQ(open_error, 13);
-    EXPECT_EQ(vanish, 7);
 }
 
 }  // namespace
