@@ -15,25 +15,26 @@ namespace {
 
 std::filesystem::path current_journal;
 
-std::string PreloadValue() {
-    const char* existing = getenv("LD_PRELOAD");
-    std::string value = BRANTIX_SIM_LIBRARY;
-    if (existing != nullptr && *existing != '\0' &&
-        std::string(existing).find(BRANTIX_SIM_LIBRARY) == std::string::npos) {
-        value += ":" + std::string(existing);
-    } else if (existing != nullptr && *existing != '\0') {
-        value = existing;
-    }
-    return value;
+std::string EnvOr(const char* name, const std::string& fallback) {
+    const char* value = getenv(name);
+    return value == nullptr ? fallback : value;
 }
 
-std::string AsanOptions() {
-    const char* existing = getenv("ASAN_OPTIONS");
-    std::string value = existing == nullptr ? "" : existing;
-    if (value.find("verify_asan_link_order") == std::string::npos) {
-        value += std::string(value.empty() ? "" : ":") + "verify_asan_link_order=0";
+// The environment that preloads the simulator into a child, with `profile`
+// and the state folder `state`.
+std::map<std::string, std::string> ChildEnv(const std::string& profile, const std::string& state) {
+    std::string preload = EnvOr("LD_PRELOAD", "");
+    if (preload.find(BRANTIX_SIM_LIBRARY) == std::string::npos) {
+        preload = BRANTIX_SIM_LIBRARY + (preload.empty() ? "" : ":" + preload);
     }
-    return value;
+    std::string asan = EnvOr("ASAN_OPTIONS", "");
+    if (asan.find("verify_asan_link_order") == std::string::npos) {
+        asan += (asan.empty() ? "" : ":") + std::string("verify_asan_link_order=0");
+    }
+    return {{"LD_PRELOAD", preload},
+            {"ASAN_OPTIONS", asan},
+            {"BRANTIX_SIM_PROFILE", ProfilePath(profile)},
+            {"BRANTIX_SIM_STATE", state}};
 }
 
 std::vector<Json::Value> ReadJournal(const std::filesystem::path& path) {
@@ -47,13 +48,25 @@ std::vector<Json::Value> ReadJournal(const std::filesystem::path& path) {
     return records;
 }
 
+// Runs with the simulator's state and journal in `dir`.
+SimulatedRun RunInFolder(const std::string& profile, RunOptions options, const std::string& faults,
+                         const std::filesystem::path& dir) {
+    for (const auto& [key, value] : ChildEnv(profile, (dir / "state").string())) {
+        options.env[key] = value;
+    }
+    options.env["BRANTIX_SIM_JOURNAL"] = (dir / "journal.jsonl").string();
+    options.env["BRANTIX_SIM_FAULTS"] = faults;
+    SimulatedRun run;
+    static_cast<RunResult&>(run) = RunBrantix(options);
+    run.journal_path = dir / "journal.jsonl";
+    return run;
+}
+
 }  // namespace
 
 std::string ProfilePath(const std::string& name) {
-    if (name.find('/') != std::string::npos) {
-        return name;
-    }
-    return std::string(BRANTIX_SIM_PROFILES) + "/" + name + ".json";
+    return name.find('/') != std::string::npos ? name
+                                               : std::string(BRANTIX_SIM_PROFILES) + "/" + name + ".json";
 }
 
 Json::Value ParseJson(const std::string& text) {
@@ -121,10 +134,6 @@ std::vector<Json::Value> SimulatedRun::Journal() const {
     return ReadJournal(journal_path);
 }
 
-// Runs with the simulator's state and journal in `dir`.
-SimulatedRun RunInFolder(const std::string& profile, RunOptions options, const std::string& faults,
-                         const std::filesystem::path& dir);
-
 std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal, unsigned int opcode,
                                                    unsigned int count) {
     return [journal, opcode, count](int pid) {
@@ -133,8 +142,7 @@ std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& 
         for (int wait = 0; wait < 6000; ++wait) {
             const std::string text = ReadFile(journal);
             unsigned int seen = 0;
-            for (auto at = text.find(mark); at != std::string::npos && seen < count;
-                 at = text.find(mark, at + 1)) {
+            for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark, at + 1)) {
                 ++seen;
             }
             if (seen >= count) {
@@ -157,28 +165,9 @@ SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options,
     return RunInFolder(profile, options, faults, MakeTempDir("sim"));
 }
 
-SimulatedRun RunInFolder(const std::string& profile, RunOptions options, const std::string& faults,
-                         const std::filesystem::path& dir) {
-    const auto journal = dir / "journal.jsonl";
-    options.env["LD_PRELOAD"] = PreloadValue();
-    options.env["ASAN_OPTIONS"] = AsanOptions();
-    options.env["BRANTIX_SIM_PROFILE"] = ProfilePath(profile);
-    options.env["BRANTIX_SIM_STATE"] = (dir / "state").string();
-    options.env["BRANTIX_SIM_JOURNAL"] = journal.string();
-    options.env["BRANTIX_SIM_FAULTS"] = faults;
-    SimulatedRun run;
-    static_cast<RunResult&>(run) = RunBrantix(options);
-    run.journal_path = journal;
-    return run;
-}
-
 CommandResult RunUnderSimulator(const std::string& profile, const std::vector<std::string>& command,
                                 const std::string& state_dir) {
-    const std::map<std::string, std::string> env{{"LD_PRELOAD", PreloadValue()},
-                                                 {"ASAN_OPTIONS", AsanOptions()},
-                                                 {"BRANTIX_SIM_PROFILE", ProfilePath(profile)},
-                                                 {"BRANTIX_SIM_STATE", state_dir}};
-    return RunProcess(command, env, {"BRANTIX_SIM_FAULTS", "BRANTIX_SIM_JOURNAL"},
+    return RunProcess(command, ChildEnv(profile, state_dir), {"BRANTIX_SIM_FAULTS", "BRANTIX_SIM_JOURNAL"},
                       std::filesystem::current_path(), false);
 }
 
