@@ -10,6 +10,7 @@
 // - smartctl shows the composite temperature in degrees Celsius.
 #include "support/crosscheck.h"
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -232,27 +233,6 @@ const Row ROWS[] = {
     {"Timestamp Stopped", FEATURE, "0E", 48, 1, F::Stopped},
 };
 
-// The features brantix reads, each only when Identify Controller (as nvme-cli shows it) allows.
-const struct {
-    const char* id;
-    bool (*allowed)(const Json::Value& controller);
-} READS[] = {
-    {"01", nullptr},
-    {"02", nullptr},
-    {"04", nullptr},
-    {"05", nullptr},
-    {"06", [](const Json::Value& c) { return (c["vwc"].asUInt() & 1) != 0; }},
-    {"08", nullptr},
-    {"0A", nullptr},
-    {"0B", nullptr},
-    {"0C", [](const Json::Value& c) { return (c["apsta"].asUInt() & 1) != 0; }},
-    {"0D", [](const Json::Value& c) { return c["hmpre"].asUInt() != 0; }},
-    {"0E", [](const Json::Value& c) { return (c["oncs"].asUInt() >> 6 & 1) != 0; }},
-    {"0F", [](const Json::Value& c) { return c["kas"].asUInt() == 1; }},
-    {"10", [](const Json::Value& c) { return (c["hctma"].asUInt() & 1) != 0; }},
-    {"11", [](const Json::Value& c) { return (c["ctratt"].asUInt() >> 1 & 1) != 0; }},
-};
-
 const char* SourceName(Source source) {
     return source == Source::kSmartctl  ? "smartctl"
            : source == Source::kFeature ? "nvme get-feature"
@@ -319,7 +299,6 @@ class Comparison {
                 CompareRow({"Firmware Slot " + std::to_string(n) + " Revision", FW, key, 0, 0, F::Slot});
             }
         }
-        CompareFeatureReads();
         CompareFeatureDumps(info_, results_, outcome_);
         CompareErrorLog();
         CompareEffectsLog();
@@ -327,16 +306,6 @@ class Comparison {
     }
 
   private:
-    void Expect(const std::string& what, const std::string& actual, const std::string& expected,
-                const char* client = "nvme-cli") {
-        if (actual == expected) {
-            ++outcome_.same;
-        } else {
-            outcome_.differences.push_back(what + ": brantix \"" + actual + "\", " + client + " \"" +
-                                           expected + "\"");
-        }
-    }
-
     Shown Find(const Row& row) const {
         Shown shown;
         if (row.source == Source::kFeature) {
@@ -389,26 +358,8 @@ class Comparison {
         if (!ours && bits == 0 && documents_[0]["ver"].asUInt() < row.since) {
             return;
         }
-        Expect(row.name, ours ? brantix_[row.name]["value"].asString() : "(none)",
+        Expect(outcome_, row.name, ours ? brantix_[row.name]["value"].asString() : "(none)",
                row.format(shown, static_cast<Bits>(bits)), SourceName(row.source));
-    }
-
-    // brantix reads a feature when the controller allows it and dumps what the drive returned.
-    void CompareFeatureReads() {
-        for (const auto& read : READS) {
-            const std::string file = results_ + "/feature-" + read.id + ".out";
-            if (!std::ifstream(file)) {
-                continue;
-            }
-            const bool allowed = read.allowed == nullptr || read.allowed(documents_[0]);
-            const std::string prefix = std::string("Feature ") + read.id + "h:";
-            bool dumped = false;
-            for (const auto& key : info_["raw hex data"].getMemberNames()) {
-                dumped = dumped || key.compare(0, prefix.size(), prefix) == 0;
-            }
-            Expect("feature " + std::string(read.id) + " read", dumped ? "read" : "not read",
-                   allowed && ReadFeature(ReadFile(file)).present ? "read" : "not read", "nvme get-feature");
-        }
     }
 
     // brantix visits the error entries below ELPE taken as a count and lists those with a non-zero error
@@ -442,18 +393,15 @@ class Comparison {
                 listed.push_back(entries[i]);
             }
         }
-        Expect("Total Errors", brantix_["Total Errors"]["value"].asString(), std::to_string(listed.size()));
+        Expect(outcome_, "Total Errors", brantix_["Total Errors"]["value"].asString(),
+               std::to_string(listed.size()));
         const Json::Value& ours = info_["nvme"]["error log"];
         for (Json::ArrayIndex i = 0; i < listed.size() && i < ours.size(); ++i) {
             for (const auto& field : FIELDS) {
                 const Wide mask = (Wide{1} << field.width) - 1;
                 const std::string text = ours[i][field.name].asString();
-                std::string digits;
-                for (const char c : text) {
-                    digits += c == ',' ? "" : std::string(1, c);
-                }
-                const Wide value = text.compare(0, 4, "Not ") == 0 ? mask : ParseNumber(digits);
-                Expect("error " + std::to_string(i) + " " + field.name, Decimal(value),
+                const Wide value = text.compare(0, 4, "Not ") == 0 ? mask : BrantixNumber(text);
+                Expect(outcome_, "error " + std::to_string(i) + " " + field.name, Decimal(value),
                        Decimal(JsonNumber(listed[i][field.key]) >> field.shift & mask));
             }
         }
@@ -499,18 +447,15 @@ class Comparison {
             }
             actual[entry["Type"].asString()] = text;
         }
-        Expect("supported commands (admin, IO)",
+        Expect(outcome_, "supported commands (admin, IO)",
                brantix_["Supported Admin Commands"]["value"].asString() + " " +
                    brantix_["Supported IO Commands"]["value"].asString(),
                std::to_string(counts[0]) + " " + std::to_string(counts[1]));
         for (const auto& [type, text] : expected) {
-            Expect("command log " + type, actual.count(type) != 0 ? actual[type] : "(none)", text);
+            Expect(outcome_, "command log " + type, actual.count(type) != 0 ? actual[type] : "(none)", text);
         }
-        for (const auto& [type, text] : actual) {
-            if (expected.count(type) == 0) {
-                outcome_.differences.push_back("command log " + type + ": only brantix shows it");
-            }
-        }
+        Expect(outcome_, "command log entries", std::to_string(actual.size()),
+               std::to_string(expected.size()));
     }
 
     std::string results_;
@@ -550,6 +495,12 @@ Wide ParseNumber(const std::string& text) {
             result * (hex ? 16 : 10) + static_cast<unsigned int>(std::isdigit(c) ? c - '0' : c - 'a' + 10);
     }
     return result;
+}
+
+Wide BrantixNumber(std::string text) {
+    text = text.substr(0, text.find(' '));
+    text.erase(std::remove(text.begin(), text.end(), ','), text.end());
+    return ParseNumber(text);
 }
 
 Feature ReadFeature(const std::string& text) {
@@ -601,12 +552,8 @@ void CompareFeatureDumps(const Json::Value& info, const std::string& results, Ou
         }
         Json::Value expected;
         orka::FormatHexData(bytes.data(), static_cast<unsigned int>(bytes.size()), expected);
-        if (info["raw hex data"][key] == expected) {
-            ++outcome.same;
-        } else {
-            outcome.differences.push_back(key + ": brantix " + info["raw hex data"][key].toStyledString() +
-                                          "nvme get-feature " + expected.toStyledString());
-        }
+        Expect(outcome, key, info["raw hex data"][key].toStyledString(), expected.toStyledString(),
+               "nvme get-feature");
     }
 }
 
@@ -617,6 +564,16 @@ std::string Decimal(Wide value) {
         value /= 10;
     } while (value != 0);
     return text;
+}
+
+void Expect(Outcome& outcome, const std::string& what, const std::string& actual, const std::string& expected,
+            const std::string& client) {
+    if (actual == expected) {
+        ++outcome.same;
+    } else {
+        outcome.differences.push_back(what + ": brantix \"" + actual + "\", " + client + " \"" + expected +
+                                      "\"");
+    }
 }
 
 Outcome CompareWithClients(const std::string& results) {

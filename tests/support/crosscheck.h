@@ -26,6 +26,10 @@ std::string Decimal(Wide value);
 // "0x..." hexadecimal or decimal, up to the first character that is not a digit.
 Wide ParseNumber(const std::string& text);
 
+// A brantix value as a number: "0x..." hexadecimal, else decimal with its grouping commas and any unit
+// after a blank left out.
+Wide BrantixNumber(std::string text);
+
 // What nvme-cli's get-feature printed: the "Current value:" dword (printed without "0x" when it is 0) and
 // the bytes of the hex dump of the feature's data, when it has data.
 struct Feature {
@@ -39,6 +43,10 @@ struct Outcome {
     int same = 0;
     std::vector<std::string> differences;
 };
+
+// Counts `actual` as agreeing with what `client` showed, or records the difference.
+void Expect(Outcome& outcome, const std::string& what, const std::string& actual, const std::string& expected,
+            const std::string& client = "nvme-cli");
 
 // Every feature dump in `info` ("raw hex data") against the get-feature output in `results`.
 void CompareFeatureDumps(const Json::Value& info, const std::string& results, Outcome& outcome);
