@@ -33,57 +33,48 @@ struct Shown {
     std::string text;
 };
 
-using Format = std::string (*)(const Shown& shown, Bits bits);
+using S = const Shown&;
+using Format = std::string (*)(S shown, Bits bits);
 
 // How brantix writes the selected bits.
 struct F {
-    static std::string Text(const Shown& shown, Bits) { return shown.text; }
-    static std::string Decimal(const Shown&, Bits v) { return std::to_string(v); }
-    static std::string Number(const Shown&, Bits v) { return orka::ToNumberString(v); }
-    static std::string Big(const Shown& shown, Bits) {
-        return orka::ToBigNumberString(orka::uint128(shown.text));
-    }
-    static std::string BigMinutes(const Shown& shown, Bits v) { return Big(shown, v) + " Min"; }
-    static std::string PlusOne(const Shown&, Bits v) { return orka::ToNumberString(v + 1); }
-    static std::string Hex2(const Shown&, Bits v) { return orka::ToHexString(v, 2); }
-    static std::string Hex4(const Shown&, Bits v) { return orka::ToHexString(v, 4); }
-    static std::string Supported(const Shown&, Bits v) { return orka::ToSupported(v); }
-    static std::string Yes(const Shown&, Bits v) { return orka::ToYes(v); }
-    static std::string Enabled(const Shown&, Bits v) { return orka::ToEnabled(v); }
-    static std::string Power2(const Shown&, Bits v) {
-        return orka::ToPowerOfTwo(static_cast<unsigned int>(v));
-    }
-    static std::string TransferSize(const Shown& s, Bits v) { return v == 0 ? "Unrestricted" : Power2(s, v); }
-    static std::string MultipleOrSingle(const Shown&, Bits v) { return v == 1 ? "Multiple" : "Single"; }
-    static std::string SlotReadStatus(const Shown&, Bits v) { return v == 1 ? "Read only" : "Read/Write"; }
-    static std::string Temp(const Shown&, Bits v) { return orka::ToTemp(static_cast<unsigned short>(v)); }
-    static std::string Kelvin(const Shown& s, Bits v) { return v == 0 ? "Not Reported" : Temp(s, v); }
-    static std::string Celsius(const Shown&, Bits v) {
-        return orka::ToNumberString(static_cast<int>(v)) + " C";
-    }
-    static std::string Percent(const Shown&, Bits v) { return std::to_string(v) + " %"; }
-    static std::string Minutes(const Shown&, Bits v) { return orka::ToNumberString(v) + " Min"; }
-    static std::string Version(const Shown&, Bits v) {
-        return orka::GetNvmeVersion(static_cast<unsigned long>(v));
-    }
-    static std::string Pending(const Shown&, Bits v) { return v == 0 ? "Not Reported" : std::to_string(v); }
-    static std::string Burst(const Shown& s, Bits v) { return v == 7 ? "No Limit" : Power2(s, v); }
-    static std::string Recovery(const Shown&, Bits v) {
+    static std::string Text(S shown, Bits) { return shown.text; }
+    static std::string Decimal(S, Bits v) { return std::to_string(v); }
+    static std::string Number(S, Bits v) { return orka::ToNumberString(v); }
+    static std::string Big(S shown, Bits) { return orka::ToBigNumberString(orka::uint128(shown.text)); }
+    static std::string BigMinutes(S shown, Bits v) { return Big(shown, v) + " Min"; }
+    static std::string PlusOne(S, Bits v) { return orka::ToNumberString(v + 1); }
+    static std::string Hex2(S, Bits v) { return orka::ToHexString(v, 2); }
+    static std::string Hex4(S, Bits v) { return orka::ToHexString(v, 4); }
+    static std::string Supported(S, Bits v) { return orka::ToSupported(v); }
+    static std::string Yes(S, Bits v) { return orka::ToYes(v); }
+    static std::string Enabled(S, Bits v) { return orka::ToEnabled(v); }
+    static std::string Power2(S, Bits v) { return orka::ToPowerOfTwo(static_cast<unsigned int>(v)); }
+    static std::string TransferSize(S s, Bits v) { return v == 0 ? "Unrestricted" : Power2(s, v); }
+    static std::string MultipleOrSingle(S, Bits v) { return v == 1 ? "Multiple" : "Single"; }
+    static std::string SlotReadStatus(S, Bits v) { return v == 1 ? "Read only" : "Read/Write"; }
+    static std::string Temp(S, Bits v) { return orka::ToTemp(static_cast<unsigned short>(v)); }
+    static std::string Kelvin(S s, Bits v) { return v == 0 ? "Not Reported" : Temp(s, v); }
+    static std::string Celsius(S, Bits v) { return orka::ToNumberString(static_cast<int>(v)) + " C"; }
+    static std::string Percent(S, Bits v) { return std::to_string(v) + " %"; }
+    static std::string Minutes(S, Bits v) { return orka::ToNumberString(v) + " Min"; }
+    static std::string Version(S, Bits v) { return orka::GetNvmeVersion(static_cast<unsigned long>(v)); }
+    static std::string Pending(S, Bits v) { return v == 0 ? "Not Reported" : std::to_string(v); }
+    static std::string Burst(S s, Bits v) { return v == 7 ? "No Limit" : Power2(s, v); }
+    static std::string Recovery(S, Bits v) {
         return v == 0 ? "No Timeout" : orka::ToNumberString(v * 100) + " mS";
     }
-    static std::string Aggregation(const Shown&, Bits v) {
+    static std::string Aggregation(S, Bits v) {
         return v == 0 ? "No Delay" : std::to_string(v * 100) + " uS";
     }
-    static std::string Origin(const Shown&, Bits v) {
-        return v != 0 ? "Host Programmed" : "Controller Reset";
-    }
-    static std::string Stopped(const Shown&, Bits v) { return v == 1 ? "True" : "False"; }
-    static std::string Oui(const Shown&, Bits v) {
+    static std::string Origin(S, Bits v) { return v != 0 ? "Host Programmed" : "Controller Reset"; }
+    static std::string Stopped(S, Bits v) { return v == 1 ? "True" : "False"; }
+    static std::string Oui(S, Bits v) {
         const unsigned char bytes[] = {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8),
                                        static_cast<unsigned char>(v >> 16)};
         return orka::GetIeeeOui(bytes);
     }
-    static std::string Slot(const Shown&, Bits v) {
+    static std::string Slot(S, Bits v) {
         std::string text;
         for (int byte = 0; byte < 8 && v != 0; ++byte) {
             text += static_cast<char>((v >> (8 * byte)) & 0xFF);
