@@ -51,13 +51,9 @@ std::string Expected(const Json::Value& source) {
     return Decimal(SourceNumber(source));
 }
 
-// nvme-cli's rendering of a number, with 32-bit values printed signed undone.
+// nvme-cli's rendering of a number.
 std::string Shown(const Json::Value& value) {
-    if (value.isString()) {
-        return value.asString();
-    }
-    return Decimal(value.isInt64() && value.asInt64() < 0 ? static_cast<uint32_t>(value.asInt64())
-                                                          : value.asUInt64());
+    return value.isString() ? value.asString() : Decimal(crosscheck::ClientNumber(value));
 }
 
 std::string Lower(std::string text) {

@@ -230,14 +230,6 @@ const char* SourceName(Source source) {
                                         : "nvme-cli";
 }
 
-// A number nvme-cli printed, with 32-bit values printed signed undone.
-Wide JsonNumber(const Json::Value& value) {
-    if (value.isString()) {
-        return ParseNumber(value.asString());
-    }
-    return value.isInt64() && value.asInt64() < 0 ? static_cast<uint32_t>(value.asInt64()) : value.asUInt64();
-}
-
 // The feature file for a dump: "Feature 04h: Sensor 2 Under Threshold" -> "04-s2-under".
 std::string FeatureFile(const std::string& dump) {
     std::string file = dump.substr(8, 2);
@@ -325,7 +317,7 @@ class Comparison {
         shown.text = value.isString() ? value.asString()
                      : value.isNull() ? ""
                                       : Json::valueToString(value.asUInt64());
-        shown.number = JsonNumber(value);
+        shown.number = ClientNumber(value);
         return shown;
     }
 
@@ -393,7 +385,7 @@ class Comparison {
                 const std::string text = ours[i][field.name].asString();
                 const Wide value = text.compare(0, 4, "Not ") == 0 ? mask : BrantixNumber(text);
                 Expect(outcome_, "error " + std::to_string(i) + " " + field.name, Decimal(value),
-                       Decimal(JsonNumber(listed[i][field.key]) >> field.shift & mask));
+                       Decimal(ClientNumber(listed[i][field.key]) >> field.shift & mask));
             }
         }
     }
@@ -486,6 +478,13 @@ Wide ParseNumber(const std::string& text) {
             result * (hex ? 16 : 10) + static_cast<unsigned int>(std::isdigit(c) ? c - '0' : c - 'a' + 10);
     }
     return result;
+}
+
+Wide ClientNumber(const Json::Value& value) {
+    if (value.isString()) {
+        return ParseNumber(value.asString());
+    }
+    return value.isInt64() && value.asInt64() < 0 ? static_cast<uint32_t>(value.asInt64()) : value.asUInt64();
 }
 
 Wide BrantixNumber(std::string text) {

@@ -26,6 +26,8 @@ std::string Decimal(Wide value);
 // "0x..." hexadecimal or decimal, up to the first character that is not a digit.
 Wide ParseNumber(const std::string& text);
 
+// A number another client printed in JSON, with 32-bit values printed signed undone.
+Wide ClientNumber(const Json::Value& value);
 // A brantix value as a number: "0x..." hexadecimal, else decimal with its grouping commas and any unit
 // after a blank left out.
 Wide BrantixNumber(std::string text);
