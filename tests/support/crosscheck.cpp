@@ -1,0 +1,573 @@
+// Each row below names one brantix parameter, where the other client shows the same field, which bits of it
+// matter and how brantix writes such a value. The value texts are made with the shared library's own
+// formatters: what is checked is that brantix took the right bytes and bits from the right command, not how
+// a number is spelt (the formatters have unit tests of their own).
+//
+// Ways in which the other clients show a value, undone here:
+// - nvme-cli prints 128-bit counters and capacities as decimal strings, and 32-bit values of all ones in
+//   the error log as -1.
+// - nvme-cli's fw-log shows a slot revision as the 64-bit number of its 8 bytes followed by the text.
+// - smartctl shows the composite temperature in degrees Celsius.
+#include "support/crosscheck.h"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "orka.h"
+#include "orka_nvme.h"
+
+namespace crosscheck {
+
+namespace {
+
+using Bits = unsigned long long;
+
+enum class Source { kIdCtrl, kIdNs, kSmartLog, kSmartctl, kFwLog, kFeature };
+
+struct Shown {
+    bool source = false;   // the client's file is there
+    bool present = false;  // and shows the field
+    Wide number = 0;
+    std::string text;
+};
+
+using S = const Shown&;
+using Format = std::string (*)(S shown, Bits bits);
+
+// How brantix writes the selected bits.
+struct F {
+    static std::string Text(S shown, Bits) { return shown.text; }
+    static std::string Decimal(S, Bits v) { return std::to_string(v); }
+    static std::string Number(S, Bits v) { return orka::ToNumberString(v); }
+    static std::string Big(S shown, Bits) { return orka::ToBigNumberString(orka::uint128(shown.text)); }
+    static std::string BigMinutes(S shown, Bits v) { return Big(shown, v) + " Min"; }
+    static std::string PlusOne(S, Bits v) { return orka::ToNumberString(v + 1); }
+    static std::string Hex2(S, Bits v) { return orka::ToHexString(v, 2); }
+    static std::string Hex4(S, Bits v) { return orka::ToHexString(v, 4); }
+    static std::string Supported(S, Bits v) { return orka::ToSupported(v); }
+    static std::string Yes(S, Bits v) { return orka::ToYes(v); }
+    static std::string Enabled(S, Bits v) { return orka::ToEnabled(v); }
+    static std::string Power2(S, Bits v) { return orka::ToPowerOfTwo(static_cast<unsigned int>(v)); }
+    static std::string TransferSize(S s, Bits v) { return v == 0 ? "Unrestricted" : Power2(s, v); }
+    static std::string MultipleOrSingle(S, Bits v) { return v == 1 ? "Multiple" : "Single"; }
+    static std::string SlotReadStatus(S, Bits v) { return v == 1 ? "Read only" : "Read/Write"; }
+    static std::string Temp(S, Bits v) { return orka::ToTemp(static_cast<unsigned short>(v)); }
+    static std::string Kelvin(S s, Bits v) { return v == 0 ? "Not Reported" : Temp(s, v); }
+    static std::string Celsius(S, Bits v) { return orka::ToNumberString(static_cast<int>(v)) + " C"; }
+    static std::string Percent(S, Bits v) { return std::to_string(v) + " %"; }
+    static std::string Minutes(S, Bits v) { return orka::ToNumberString(v) + " Min"; }
+    static std::string Version(S, Bits v) { return orka::GetNvmeVersion(static_cast<unsigned long>(v)); }
+    static std::string Pending(S, Bits v) { return v == 0 ? "Not Reported" : std::to_string(v); }
+    static std::string Burst(S s, Bits v) { return v == 7 ? "No Limit" : Power2(s, v); }
+    static std::string Recovery(S, Bits v) {
+        return v == 0 ? "No Timeout" : orka::ToNumberString(v * 100) + " mS";
+    }
+    static std::string Aggregation(S, Bits v) {
+        return v == 0 ? "No Delay" : std::to_string(v * 100) + " uS";
+    }
+    static std::string Origin(S, Bits v) { return v != 0 ? "Host Programmed" : "Controller Reset"; }
+    static std::string Stopped(S, Bits v) { return v == 1 ? "True" : "False"; }
+    static std::string Oui(S, Bits v) {
+        const unsigned char bytes[] = {static_cast<unsigned char>(v), static_cast<unsigned char>(v >> 8),
+                                       static_cast<unsigned char>(v >> 16)};
+        return orka::GetIeeeOui(bytes);
+    }
+    static std::string Slot(S, Bits v) {
+        std::string text;
+        for (int byte = 0; byte < 8 && v != 0; ++byte) {
+            text += static_cast<char>((v >> (8 * byte)) & 0xFF);
+        }
+        return text;
+    }
+};
+
+struct Row {
+    std::string name;  // brantix parameter
+    Source source;
+    std::string key;  // JSON member, or the feature file's suffix ("01", "04-under")
+    unsigned int shift;
+    unsigned int width;  // 0: the whole value
+    Format format;
+    // A parameter added only from this NVMe version on, unless its bits are set.
+    unsigned long since = 0;
+};
+
+constexpr Source CTRL = Source::kIdCtrl;
+constexpr Source NS = Source::kIdNs;
+constexpr Source SMART = Source::kSmartLog;
+constexpr Source SMARTCTL = Source::kSmartctl;
+constexpr Source FW = Source::kFwLog;
+constexpr Source FEATURE = Source::kFeature;
+constexpr unsigned long V13 = 0x10300;
+constexpr unsigned long V14 = 0x10400;
+
+const Row ROWS[] = {
+    // Identify Controller
+    {"PCI Vendor ID (VID)", CTRL, "vid", 0, 0, F::Hex4},
+    {"PCI Subsystem Vendor ID (SSVID)", CTRL, "ssvid", 0, 0, F::Hex4},
+    {"Serial Number (SN)", CTRL, "sn", 0, 0, F::Text},
+    {"Model Number (MN)", CTRL, "mn", 0, 0, F::Text},
+    {"Firmware Revision (FR)", CTRL, "fr", 0, 0, F::Text},
+    {"Recommended Arbitration Burst (RAB)", CTRL, "rab", 0, 0, F::Power2},
+    {"IEEE OUI Identifier (IEEE)", CTRL, "ieee", 0, 0, F::Oui},
+    {"NVM Subsystem PCIe Ports", CTRL, "cmic", 0, 1, F::MultipleOrSingle},
+    {"NVM Subsystem Controllers", CTRL, "cmic", 1, 1, F::MultipleOrSingle},
+    {"Maximum Data Transfer Size (MDTS)", CTRL, "mdts", 0, 0, F::TransferSize},
+    {"Controller ID (CNTLID)", CTRL, "cntlid", 0, 0, F::Decimal},
+    {"Version (VER)", CTRL, "ver", 0, 0, F::Version},
+    {"Namespace Attribute Notices", CTRL, "oaes", 8, 1, F::Supported},
+    {"Firmware Activation Notices", CTRL, "oaes", 9, 1, F::Supported},
+    {"Format NVM Command", CTRL, "oacs", 1, 1, F::Supported},
+    {"Firmware Commit and Image Download Commands", CTRL, "oacs", 2, 1, F::Supported},
+    {"Namespace Management and Attachment Commands", CTRL, "oacs", 3, 1, F::Supported},
+    {"Device Self-test Command", CTRL, "oacs", 4, 1, F::Supported, V13},
+    {"Doorbell Buffer Config Command", CTRL, "oacs", 8, 1, F::Supported, V13},
+    {"Abort Command Limit (ACL)", CTRL, "acl", 0, 0, F::PlusOne},
+    {"Asynchronous Event Request Limit (AERL)", CTRL, "aerl", 0, 0, F::PlusOne},
+    {"Firmware Slot 1 Read Status", CTRL, "frmw", 0, 1, F::SlotReadStatus},
+    {"Firmware Slots", CTRL, "frmw", 1, 3, F::Decimal},
+    {"Firmware Activation Without Reset", CTRL, "frmw", 4, 1, F::Supported},
+    {"SMART/Health Log Page per Namespace", CTRL, "lpa", 0, 1, F::Supported},
+    {"Commands Supported and Effects Log Page", CTRL, "lpa", 1, 1, F::Supported},
+    {"Extended Data for Get Log Page", CTRL, "lpa", 2, 1, F::Supported},
+    {"Error Log Page Entries (ELPE)", CTRL, "elpe", 0, 0, F::PlusOne},
+    {"Number of Power States Support (NPSS)", CTRL, "npss", 0, 0, F::PlusOne},
+    {"Autonomous Power State Transition", CTRL, "apsta", 0, 1, F::Supported},
+    {"Warning Composite Temperature Threshold (WCTEMP)", CTRL, "wctemp", 0, 0, F::Kelvin},
+    {"Critical Composite Temperature Threshold (CCTEMP)", CTRL, "cctemp", 0, 0, F::Kelvin},
+    {"Crypto Erase Sanitize", CTRL, "sanicap", 0, 1, F::Supported},
+    {"Block Erase Sanitize", CTRL, "sanicap", 1, 1, F::Supported},
+    {"Overwrite Sanitize", CTRL, "sanicap", 2, 1, F::Supported},
+    {"Maximum Submission Queue Entry Size", CTRL, "sqes", 4, 4, F::Power2},
+    {"Required Submission Queue Entry Size", CTRL, "sqes", 0, 4, F::Power2},
+    {"Maximum Completion Queue Entry Size", CTRL, "cqes", 4, 4, F::Power2},
+    {"Required Completion Queue Entry Size", CTRL, "cqes", 0, 4, F::Power2},
+    {"Number of Namespaces (NN)", CTRL, "nn", 0, 0, F::Decimal},
+    {"Compare NVM Command", CTRL, "oncs", 0, 1, F::Supported},
+    {"Write Uncorrectable NVM Command", CTRL, "oncs", 1, 1, F::Supported},
+    {"Dataset Management NVM Command", CTRL, "oncs", 2, 1, F::Supported},
+    {"Write Zeroes NVM Command", CTRL, "oncs", 3, 1, F::Supported},
+    {"Save/Select Fields in Features Command", CTRL, "oncs", 4, 1, F::Supported},
+    {"Reservations", CTRL, "oncs", 5, 1, F::Supported},
+    {"Timestamp Feature", CTRL, "oncs", 6, 1, F::Supported, V13},
+    {"Verify NVM Command", CTRL, "oncs", 7, 1, F::Supported, V14},
+    {"Format All Namespaces", CTRL, "fna", 0, 1, F::Supported},
+    {"Secure Erase All Namespaces", CTRL, "fna", 1, 1, F::Supported},
+    // Identify Namespace 1
+    {"Namespace 1 Size in LBA (NSZE)", NS, "nsze", 0, 0, F::Number},
+    {"Namespace 1 Capacity (NCAP)", NS, "ncap", 0, 0, F::Number},
+    {"Namespace 1 Utilization (NUSE)", NS, "nuse", 0, 0, F::Number},
+    {"Namespace 1 Thin Provisioning", NS, "nsfeat", 0, 1, F::Supported},
+    {"Namespace 1 Logical Block Error", NS, "nsfeat", 2, 1, F::Supported},
+    {"Namespace 1 Number of LBA Formats (NLBAF)", NS, "nlbaf", 0, 0, F::PlusOne},
+    {"Namespace 1 Active LBA Format", NS, "flbas", 0, 4, F::Decimal},
+    {"Namespace 1 Metadata Transfer Extended LBA", NS, "mc", 0, 1, F::Supported},
+    {"Namespace 1 Metadata Transfer Buffer", NS, "mc", 1, 1, F::Supported},
+    {"Namespace 1 Protection Type 1", NS, "dpc", 0, 1, F::Supported},
+    {"Namespace 1 Protection Type 3", NS, "dpc", 2, 1, F::Supported},
+    {"Namespace 1 Protection Last", NS, "dpc", 4, 1, F::Supported},
+    {"Namespace 1 Shared", NS, "nmic", 0, 1, F::Supported},
+    {"Namespace 1 Persist Through Power Loss", NS, "rescap", 0, 1, F::Supported},
+    // SMART / health, as nvme-cli shows it
+    {"Available Space Below Threshold", SMART, "critical_warning", 0, 1, F::Yes},
+    {"Temperature Over/Under Threshold", SMART, "critical_warning", 1, 1, F::Yes},
+    {"NVM Subsystem Unreliable", SMART, "critical_warning", 2, 1, F::Yes},
+    {"Media in Read-only", SMART, "critical_warning", 3, 1, F::Yes},
+    {"Volatile Memory Backup Failed", SMART, "critical_warning", 4, 1, F::Yes},
+    {"Composite Temperature", SMART, "temperature", 0, 0, F::Temp},
+    {"Available Spare", SMART, "avail_spare", 0, 0, F::Percent},
+    {"Available Spare Threshold", SMART, "spare_thresh", 0, 0, F::Percent},
+    {"Percentage Used", SMART, "percent_used", 0, 0, F::Percent},
+    {"Data Units Read", SMART, "data_units_read", 0, 0, F::Big},
+    {"Data Units Written", SMART, "data_units_written", 0, 0, F::Big},
+    {"Host Read Commands", SMART, "host_read_commands", 0, 0, F::Big},
+    {"Host Write Commands", SMART, "host_write_commands", 0, 0, F::Big},
+    {"Controller Busy Time", SMART, "controller_busy_time", 0, 0, F::BigMinutes},
+    {"Power Cycles", SMART, "power_cycles", 0, 0, F::Big},
+    {"Power On Hours", SMART, "power_on_hours", 0, 0, F::Big},
+    {"Unsafe Shutdowns", SMART, "unsafe_shutdowns", 0, 0, F::Big},
+    {"Media and Data Integrity Errors", SMART, "media_errors", 0, 0, F::Big},
+    {"Number of Error Information Log Entries", SMART, "num_err_log_entries", 0, 0, F::Big},
+    {"Warning Composite Temperature Time", SMART, "warning_temp_time", 0, 0, F::Minutes},
+    {"Critical Composite Temperature Time", SMART, "critical_comp_time", 0, 0, F::Minutes},
+    // SMART / health, as smartctl shows it
+    {"Composite Temperature", SMARTCTL, "temperature", 0, 0, F::Celsius},
+    {"Available Spare", SMARTCTL, "available_spare", 0, 0, F::Percent},
+    {"Percentage Used", SMARTCTL, "percentage_used", 0, 0, F::Percent},
+    {"Power Cycles", SMARTCTL, "power_cycles", 0, 0, F::Number},
+    {"Power On Hours", SMARTCTL, "power_on_hours", 0, 0, F::Number},
+    {"Unsafe Shutdowns", SMARTCTL, "unsafe_shutdowns", 0, 0, F::Number},
+    {"Media and Data Integrity Errors", SMARTCTL, "media_errors", 0, 0, F::Number},
+    // Firmware slots
+    {"Firmware Active Slot", FW, "Active Firmware Slot (afi)", 0, 3, F::Decimal},
+    {"Firmware Pending Slot", FW, "Active Firmware Slot (afi)", 4, 3, F::Pending},
+    // Features
+    {"Arbitration Burst (AB)", FEATURE, "01", 0, 3, F::Burst},
+    {"Low Priority Weight (LPW)", FEATURE, "01", 8, 8, F::PlusOne},
+    {"Medium Priority Weight (MPW)", FEATURE, "01", 16, 8, F::PlusOne},
+    {"High Priority Weight (HPW)", FEATURE, "01", 24, 8, F::PlusOne},
+    {"Current Power State (PS)", FEATURE, "02", 0, 5, F::Decimal},
+    {"Workload Hint (WH)", FEATURE, "02", 5, 3, F::Decimal},
+    {"Composite Temperature Over Threshold", FEATURE, "04", 0, 16, F::Temp},
+    {"Composite Temperature Under Threshold", FEATURE, "04-under", 0, 16, F::Temp},
+    {"Time Limited Error Recovery (TLER)", FEATURE, "05", 0, 16, F::Recovery},
+    {"Deallocated or Unwritten Logical Block Error Enable (DULBE)", FEATURE, "05", 16, 1, F::Enabled},
+    {"Volatile Write Cache Enable (WCE)", FEATURE, "06", 0, 1, F::Enabled},
+    {"Aggregation Time (TIME)", FEATURE, "08", 8, 8, F::Aggregation},
+    {"Aggregation Threshold (THR)", FEATURE, "08", 0, 8, F::PlusOne},
+    {"Disable Normal (DN)", FEATURE, "0A", 0, 1, F::Supported},
+    {"SMART Critical Warning Notices Enable", FEATURE, "0B", 0, 8, F::Hex2},
+    {"Namespace Attribute Notices Enable", FEATURE, "0B", 8, 1, F::Enabled},
+    {"Timestamp Origin", FEATURE, "0E", 49, 3, F::Origin},
+    {"Timestamp Stopped", FEATURE, "0E", 48, 1, F::Stopped},
+};
+
+const char* SourceName(Source source) {
+    return source == Source::kSmartctl  ? "smartctl"
+           : source == Source::kFeature ? "nvme get-feature"
+                                        : "nvme-cli";
+}
+
+// The feature file for a dump: "Feature 04h: Sensor 2 Under Threshold" -> "04-s2-under".
+std::string FeatureFile(const std::string& dump) {
+    std::string file = dump.substr(8, 2);
+    const auto sensor = dump.find("Sensor ");
+    if (sensor != std::string::npos) {
+        file += "-s" + dump.substr(sensor + 7, dump.find(' ', sensor + 7) - sensor - 7);
+    }
+    return dump.find("Under") != std::string::npos ? file + "-under" : file;
+}
+
+class Comparison {
+  public:
+    explicit Comparison(const std::string& results) : results_(results) {
+        info_ = ReadJson(results + "/read-all/nvme.info.json");
+        brantix_ = info_["nvme"]["parameters"];
+        const char* const files[] = {"id-ctrl", "id-ns", "smart-log", "smartctl", "fw-log"};
+        for (int source = 0; source < 5; ++source) {
+            const std::string path = results + "/" + files[source] + ".out";
+            present_[source] = static_cast<bool>(std::ifstream(path));
+            documents_[source] = ReadJson(path);
+        }
+        documents_[3] = documents_[3]["nvme_smart_health_information_log"];
+        // fw-log's one member is named after the controller.
+        const Json::Value& firmware = documents_[4];
+        documents_[4] = firmware.isObject() && firmware.size() == 1 ? firmware[firmware.getMemberNames()[0]]
+                                                                    : Json::Value();
+    }
+
+    Outcome Run() {
+        if (brantix_.isNull()) {
+            outcome_.differences.push_back("brantix shows no parameters");
+            return outcome_;
+        }
+        for (const Row& row : ROWS) {
+            CompareRow(row);
+        }
+        for (int n = 1; n <= 8; ++n) {
+            const std::string sensor = "Temperature Sensor " + std::to_string(n);
+            const std::string file = "04-s" + std::to_string(n);
+            CompareRow({sensor, SMART, "temperature_sensor_" + std::to_string(n), 0, 0, F::Temp});
+            // Thresholds are read only for the sensors the health log reports.
+            if (documents_[2].isMember("temperature_sensor_" + std::to_string(n))) {
+                CompareRow({sensor + " Over Threshold", FEATURE, file, 0, 16, F::Temp});
+                CompareRow({sensor + " Under Threshold", FEATURE, file + "-under", 0, 16, F::Temp});
+            }
+        }
+        for (int n = 1; n <= 7; ++n) {
+            const std::string key = "Firmware Rev Slot " + std::to_string(n);
+            if (documents_[4].isMember(key)) {
+                CompareRow({"Firmware Slot " + std::to_string(n) + " Revision", FW, key, 0, 0, F::Slot});
+            }
+        }
+        CompareFeatureDumps(info_, results_, outcome_);
+        CompareErrorLog();
+        CompareEffectsLog();
+        return outcome_;
+    }
+
+  private:
+    Shown Find(const Row& row) const {
+        Shown shown;
+        if (row.source == Source::kFeature) {
+            const auto read = [this](const std::string& key) {
+                return ReadFeature(ReadFile(results_ + "/feature-" + key + ".out"));
+            };
+            const Feature feature = read(row.key);
+            shown.source = static_cast<bool>(std::ifstream(results_ + "/feature-" + row.key + ".out"));
+            shown.present = feature.present;
+            // Over and under threshold are read together: both or neither.
+            if (row.key.compare(0, 2, "04") == 0) {
+                const std::string over = row.key.substr(0, row.key.find("-under"));
+                shown.present = read(over).present && read(over + "-under").present;
+            }
+            // The timestamp feature's value is its data, little-endian.
+            shown.number = feature.bytes.empty() ? feature.dword : 0;
+            for (size_t i = std::min<size_t>(feature.bytes.size(), 8); i > 0; --i) {
+                shown.number = shown.number << 8 | static_cast<unsigned char>(feature.bytes[i - 1]);
+            }
+            return shown;
+        }
+        const auto source = static_cast<int>(row.source);
+        const Json::Value& value = documents_[source][row.key];
+        shown.source = present_[source];
+        shown.present = !value.isNull();
+        shown.text = value.isString() ? value.asString()
+                     : value.isNull() ? ""
+                                      : Json::valueToString(value.asUInt64());
+        shown.number = ClientNumber(value);
+        return shown;
+    }
+
+    void CompareRow(const Row& row) {
+        const Shown shown = Find(row);
+        const bool ours = brantix_.isMember(row.name);
+        if (!shown.source) {
+            return;
+        }
+        if (!shown.present) {
+            // What the other client could not read, brantix must not show either.
+            if (ours) {
+                outcome_.differences.push_back(row.name + ": only brantix shows it");
+            }
+            return;
+        }
+        Wide bits = shown.number >> row.shift;
+        if (row.width != 0) {
+            bits &= (Wide{1} << row.width) - 1;
+        }
+        if (!ours && bits == 0 && documents_[0]["ver"].asUInt() < row.since) {
+            return;
+        }
+        Expect(outcome_, row.name, ours ? brantix_[row.name]["value"].asString() : "(none)",
+               row.format(shown, static_cast<Bits>(bits)), SourceName(row.source));
+    }
+
+    // brantix visits the error entries below ELPE taken as a count and lists those with a non-zero error
+    // count; each is compared with nvme-cli's field by field, brantix's text read back as a number (its
+    // "Not ..." texts as all ones).
+    void CompareErrorLog() {
+        static const struct {
+            const char* name;
+            const char* key;
+            unsigned int shift, width;
+        } FIELDS[] = {
+            {"Error Count", "error_count", 0, 64},
+            {"Submission Queue ID", "sqid", 0, 16},
+            {"Command ID", "cmdid", 0, 16},
+            {"Phase Tag", "phase_tag", 0, 1},
+            {"Status Field", "status_field", 0, 15},
+            {"LBA", "lba", 0, 64},
+            {"Namespace", "nsid", 0, 32},
+            {"Command Specific Info", "cs", 0, 64},
+            {"Byte Location", "parm_error_location", 0, 8},
+            {"Bit Location", "parm_error_location", 8, 3},
+        };
+        const std::string path = results_ + "/error-log.out";
+        if (!std::ifstream(path)) {
+            return;
+        }
+        const Json::Value entries = ReadJson(path)["errors"];
+        std::vector<Json::Value> listed;
+        for (Json::ArrayIndex i = 0; i < entries.size() && i < documents_[0]["elpe"].asUInt(); ++i) {
+            if (entries[i]["error_count"].asUInt64() != 0) {
+                listed.push_back(entries[i]);
+            }
+        }
+        Expect(outcome_, "Total Errors", brantix_["Total Errors"]["value"].asString(),
+               std::to_string(listed.size()));
+        const Json::Value& ours = info_["nvme"]["error log"];
+        for (Json::ArrayIndex i = 0; i < listed.size() && i < ours.size(); ++i) {
+            for (const auto& field : FIELDS) {
+                const Wide mask = (Wide{1} << field.width) - 1;
+                const std::string text = ours[i][field.name].asString();
+                const Wide value = text.compare(0, 4, "Not ") == 0 ? mask : BrantixNumber(text);
+                Expect(outcome_, "error " + std::to_string(i) + " " + field.name, Decimal(value),
+                       Decimal(ClientNumber(listed[i][field.key]) >> field.shift & mask));
+            }
+        }
+    }
+
+    // One line per supported command in brantix's command log against nvme-cli's effects-log (command set
+    // 0), whose members are named "ACS_<opcode> (...)" and "IOCS_<opcode> (...)".
+    void CompareEffectsLog() {
+        const std::string path = results_ + "/effects-log.out";
+        if (!std::ifstream(path)) {
+            return;
+        }
+        const auto line = [](Bits bits) {
+            static const char* const EXECUTION[] = {"No Restriction", "Same Namespace Restriction",
+                                                    "Any Namespace Restriction"};
+            const Bits cse = (bits >> 16) & 7U;
+            return orka::ToYes((bits >> 1) & 1U) + " " + orka::ToYes((bits >> 2) & 1U) + " " +
+                   orka::ToYes((bits >> 3) & 1U) + " " + orka::ToYes((bits >> 4) & 1U) + " " +
+                   orka::ToSupported((bits >> 19) & 1U) + " " + (cse < 3 ? EXECUTION[cse] : "Reserved");
+        };
+        std::map<std::string, std::string> expected;
+        std::map<std::string, std::string> actual;
+        unsigned int counts[2] = {0, 0};
+        const Json::Value log = ReadJson(path)[0];
+        const char* const sets[][2] = {{"admin_cmd_set", "Admin Command "}, {"io_cmd_set", "IO Command "}};
+        for (unsigned int set = 0; set < 2; ++set) {
+            const Json::Value& commands = log[sets[set][0]];
+            for (const std::string& key : commands.getMemberNames()) {
+                if ((commands[key].asUInt64() & 1U) != 0) {
+                    const auto opcode = static_cast<Bits>(ParseNumber(key.substr(key.find('_') + 1)));
+                    expected[sets[set][1] + std::to_string(opcode)] = line(commands[key].asUInt64());
+                    ++counts[set];
+                }
+            }
+        }
+        for (const Json::Value& entry : info_["nvme"]["command log"]) {
+            std::string text;
+            for (const char* name :
+                 {"Logical Block Content Change (LBCC)", "Namespace Capability Change (NCC)",
+                  "Namespace Inventory Change (NIC)", "Controller Capability Change (CCC)",
+                  "UUID Selection Supported", "Command Submission and Execution (CSE)"}) {
+                text += (text.empty() ? "" : " ") + entry[name].asString();
+            }
+            actual[entry["Type"].asString()] = text;
+        }
+        Expect(outcome_, "supported commands (admin, IO)",
+               brantix_["Supported Admin Commands"]["value"].asString() + " " +
+                   brantix_["Supported IO Commands"]["value"].asString(),
+               std::to_string(counts[0]) + " " + std::to_string(counts[1]));
+        for (const auto& [type, text] : expected) {
+            Expect(outcome_, "command log " + type, actual.count(type) != 0 ? actual[type] : "(none)", text);
+        }
+        Expect(outcome_, "command log entries", std::to_string(actual.size()),
+               std::to_string(expected.size()));
+    }
+
+    std::string results_;
+    Json::Value info_;
+    Json::Value brantix_;
+    bool present_[5] = {};
+    Json::Value documents_[5];
+    Outcome outcome_;
+};
+
+}  // namespace
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+Json::Value ReadJson(const std::string& path) {
+    Json::Value value;
+    std::istringstream in(ReadFile(path));
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    return Json::parseFromStream(builder, in, &value, &errors) ? value : Json::Value();
+}
+
+Wide ParseNumber(const std::string& text) {
+    const bool hex = text.compare(0, 2, "0x") == 0;
+    Wide result = 0;
+    for (size_t i = hex ? 2 : 0; i < text.size() && std::isxdigit(static_cast<unsigned char>(text[i])); ++i) {
+        const int c = std::tolower(static_cast<unsigned char>(text[i]));
+        if (!hex && !std::isdigit(c)) {
+            break;
+        }
+        result =
+            result * (hex ? 16 : 10) + static_cast<unsigned int>(std::isdigit(c) ? c - '0' : c - 'a' + 10);
+    }
+    return result;
+}
+
+Wide ClientNumber(const Json::Value& value) {
+    if (value.isString()) {
+        return ParseNumber(value.asString());
+    }
+    return value.isInt64() && value.asInt64() < 0 ? static_cast<uint32_t>(value.asInt64()) : value.asUInt64();
+}
+
+Wide BrantixNumber(std::string text) {
+    text = text.substr(0, text.find(' '));
+    text.erase(std::remove(text.begin(), text.end(), ','), text.end());
+    return ParseNumber(text);
+}
+
+Feature ReadFeature(const std::string& text) {
+    Feature feature;
+    const std::string marker = "Current value:";
+    const auto at = text.find(marker);
+    if (at == std::string::npos) {
+        return feature;
+    }
+    feature.present = true;
+    const std::string value = text.substr(at + marker.size(), 10);
+    feature.dword =
+        static_cast<unsigned long long>(ParseNumber(value.compare(0, 2, "0x") == 0 ? value : "0x" + value));
+    // Data rows: "0000: b3 d4 ... \"text\"".
+    std::istringstream lines(text.substr(at));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.size() > 6 && line[4] == ':' && std::isxdigit(static_cast<unsigned char>(line[0]))) {
+            std::istringstream bytes(line.substr(5));
+            for (std::string byte; bytes >> byte && byte.size() == 2 && byte[0] != '"';) {
+                feature.bytes += static_cast<char>(ParseNumber("0x" + byte));
+            }
+        }
+    }
+    return feature;
+}
+
+void CompareFeatureDumps(const Json::Value& info, const std::string& results, Outcome& outcome) {
+    const Json::Value controller = ReadJson(results + "/id-ctrl.out");
+    for (const auto& key : info["raw hex data"].getMemberNames()) {
+        // The timestamp moves on between two reads.
+        if (key.compare(0, 8, "Feature ") != 0 || key.compare(0, 11, "Feature 0Eh") == 0) {
+            continue;
+        }
+        const std::string file = results + "/feature-" + FeatureFile(key) + ".out";
+        if (!std::ifstream(file)) {
+            continue;
+        }
+        const Feature feature = ReadFeature(ReadFile(file));
+        const Bits dword = feature.dword;
+        std::string bytes = {static_cast<char>(dword), static_cast<char>(dword >> 8),
+                             static_cast<char>(dword >> 16), static_cast<char>(dword >> 24)};
+        // Data buffers as long as brantix dumps them: the power states but the last, the host memory
+        // buffer's descriptor.
+        const std::map<std::string, unsigned int> buffers = {
+            {"Feature 0Ch: Autonomous Power State Transition Buffer", controller["npss"].asUInt() * 8},
+            {"Feature 0Dh: Host Memory Buffer Data Buffer", 16}};
+        if (buffers.count(key) != 0) {
+            bytes = feature.bytes.substr(0, buffers.at(key));
+        }
+        Json::Value expected;
+        orka::FormatHexData(bytes.data(), static_cast<unsigned int>(bytes.size()), expected);
+        Expect(outcome, key, info["raw hex data"][key].toStyledString(), expected.toStyledString(),
+               "nvme get-feature");
+    }
+}
+
+std::string Decimal(Wide value) {
+    std::string text;
+    do {
+        text.insert(text.begin(), static_cast<char>('0' + static_cast<int>(value % 10)));
+        value /= 10;
+    } while (value != 0);
+    return text;
+}
+
+void Expect(Outcome& outcome, const std::string& what, const std::string& actual, const std::string& expected,
+            const std::string& client) {
+    if (actual == expected) {
+        ++outcome.same;
+    } else {
+        outcome.differences.push_back(what + ": brantix \"" + actual + "\", " + client + " \"" + expected +
+                                      "\"");
+    }
+}
+
+Outcome CompareWithClients(const std::string& results) {
+    return Comparison(results).Run();
+}
+
+}  // namespace crosscheck
