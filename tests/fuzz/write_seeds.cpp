@@ -60,7 +60,12 @@ void WriteProfile(const fs::path& path) {
                   Text(space.identify) + Dword(version));
         }
         for (const auto& [id, page] : drive.logs) {
-            Write("log_" + HexByte(id), stem, Text(page));
+            if (id == 0x07 || id == 0x08) {
+                // Only the header block of a telemetry log is decoded.
+                Write("telemetry_header", stem + "-" + HexByte(id), Text(page).substr(0, 512));
+            } else {
+                Write("log_" + HexByte(id), stem, Text(page));
+            }
         }
         for (const auto& [id, value] : drive.features) {
             Write("feature_" + HexByte(id), stem, Dword(value.dw0) + Text(value.buffer));

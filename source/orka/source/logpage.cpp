@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 #include <vector>
 
 #include "decode_table.h"
@@ -68,26 +69,30 @@ Json::Value ErrorEntry(const ORKA_NVME_ERROR_INFO_ENTRY& e, unsigned int version
     Json::Value entry(Json::objectValue);
     const unsigned int pel = e.PEL.get();
     const unsigned int vsia = e.VSIA;
-    entry["Error Count"] = ToNumberString(e.ERRCNT.get());
-    entry["Submission Queue ID"] = NotSpecific16(e.SQID.get());
-    entry["Command ID"] = NotSpecific16(e.CID.get());
-    entry["Phase Tag"] = ToHexString(GetBits(e.STS.get(), STS_PHASE), 1);
-    entry["Status Field"] = ToHexString(GetBits(e.STS.get(), STS_STATUS), 4);
-    entry["Bit Location"] = pel == 0xFFFF ? "Not Specific" : ToNumberString(GetBits(pel, PEL_BIT));
-    entry["Byte Location"] = pel == 0xFFFF ? "Not Specific" : ToNumberString(GetBits(pel, PEL_BYTE));
-    entry["LBA"] = e.LBA.get() == ~0ULL ? "Not Applicable" : ToNumberString(e.LBA.get());
-    entry["Namespace"] = e.NS.get() == ALL_NAMESPACES ? "Not Applicable" : ToNumberString(e.NS.get());
-    entry["Vendor Specific Info"] =
+    entry[Json::StaticString("Error Count")] = ToNumberString(e.ERRCNT.get());
+    entry[Json::StaticString("Submission Queue ID")] = NotSpecific16(e.SQID.get());
+    entry[Json::StaticString("Command ID")] = NotSpecific16(e.CID.get());
+    entry[Json::StaticString("Phase Tag")] = ToHexString(GetBits(e.STS.get(), STS_PHASE), 1);
+    entry[Json::StaticString("Status Field")] = ToHexString(GetBits(e.STS.get(), STS_STATUS), 4);
+    entry[Json::StaticString("Bit Location")] =
+        pel == 0xFFFF ? "Not Specific" : ToNumberString(GetBits(pel, PEL_BIT));
+    entry[Json::StaticString("Byte Location")] =
+        pel == 0xFFFF ? "Not Specific" : ToNumberString(GetBits(pel, PEL_BYTE));
+    entry[Json::StaticString("LBA")] = e.LBA.get() == ~0ULL ? "Not Applicable" : ToNumberString(e.LBA.get());
+    entry[Json::StaticString("Namespace")] =
+        e.NS.get() == ALL_NAMESPACES ? "Not Applicable" : ToNumberString(e.NS.get());
+    entry[Json::StaticString("Vendor Specific Info")] =
         vsia == 0 ? "Not Applicable" : (vsia >= 0x80 ? ToHexString(vsia, 2) : "Invalid Value");
     if (IsVersion1p4(version, highest, e.TRTYPE)) {
-        entry["Transport Type"] = TransportType(e.TRTYPE);
+        entry[Json::StaticString("Transport Type")] = TransportType(e.TRTYPE);
     }
-    entry["Command Specific Info"] = ToHexString(e.CSI.get(), 16);
+    entry[Json::StaticString("Command Specific Info")] = ToHexString(e.CSI.get(), 16);
     // The key's leading blank and the comparison of the information itself with 3 are what
     // earlier information files hold, so they stay.
     const unsigned int ttsi = e.TTSI.get();
     if (IsVersion1p4(version, highest, ttsi)) {
-        entry[" Transport Type Info"] = ttsi == 3 ? ToNumberString(ttsi) : decode::RESERVED;
+        entry[Json::StaticString(" Transport Type Info")] =
+            ttsi == 3 ? ToNumberString(ttsi) : decode::RESERVED;
     }
     return entry;
 }
@@ -198,14 +203,15 @@ std::string SubmissionAndExecution(unsigned int cse) {
 
 Json::Value EffectsEntry(const std::string& type, unsigned int effects) {
     Json::Value entry(Json::objectValue);
-    entry["Type"] = type;
-    entry["Supported"] = ToYes(GetBits(effects, EFFECTS_CSUPP));
-    entry["Logical Block Content Change (LBCC)"] = ToYes(GetBits(effects, EFFECTS_LBCC));
-    entry["Namespace Capability Change (NCC)"] = ToYes(GetBits(effects, EFFECTS_NCC));
-    entry["Namespace Inventory Change (NIC)"] = ToYes(GetBits(effects, EFFECTS_NIC));
-    entry["Controller Capability Change (CCC)"] = ToYes(GetBits(effects, EFFECTS_CCC));
-    entry["UUID Selection Supported"] = ToSupported(GetBits(effects, EFFECTS_UUID));
-    entry["Command Submission and Execution (CSE)"] = SubmissionAndExecution(GetBits(effects, EFFECTS_CSE));
+    entry[Json::StaticString("Type")] = type;
+    entry[Json::StaticString("Supported")] = ToYes(GetBits(effects, EFFECTS_CSUPP));
+    entry[Json::StaticString("Logical Block Content Change (LBCC)")] = ToYes(GetBits(effects, EFFECTS_LBCC));
+    entry[Json::StaticString("Namespace Capability Change (NCC)")] = ToYes(GetBits(effects, EFFECTS_NCC));
+    entry[Json::StaticString("Namespace Inventory Change (NIC)")] = ToYes(GetBits(effects, EFFECTS_NIC));
+    entry[Json::StaticString("Controller Capability Change (CCC)")] = ToYes(GetBits(effects, EFFECTS_CCC));
+    entry[Json::StaticString("UUID Selection Supported")] = ToSupported(GetBits(effects, EFFECTS_UUID));
+    entry[Json::StaticString("Command Submission and Execution (CSE)")] =
+        SubmissionAndExecution(GetBits(effects, EFFECTS_CSE));
     return entry;
 }
 
@@ -648,10 +654,7 @@ void GetLogPages(int fd, Json::Value& info, Json::Value& record, const Json::Val
             if (ReadLogPage(logId, sizeof header, fd, header, CommandList(info), record, 0) != 0) {
                 continue;
             }
-            FormatHexData(reinterpret_cast<const char*>(header), sizeof header,
-                          info["raw hex data"]["log page " + std::to_string(logId) + " pre"]);
-            const auto telemetry = CopyRecord<ORKA_NVME_TELEMETRY_HEADER>(header, sizeof header);
-            page(logId, telemetry.DA3LB.get() * 512ULL);
+            page(logId, ConvertTelemetryHeader(logId, info, header, sizeof header));
         }
     }
     if (GetBits(controller.LPA, Bit(4)) == 1) {
@@ -768,31 +771,39 @@ int ConvertLogPage6(Json::Value& info, const unsigned char* data, std::size_t le
         }
         failed += result >= 5 && result <= 7 ? 1 : 0;
         Json::Value entry(Json::objectValue);
-        entry["Entry"] = i + 1;
-        entry["Result"] = SelfTestResult(result);
-        entry["Result Code"] = std::to_string(result);
-        entry["Type"] = SelfTestType(GetBits(r.STATUS, SELF_TEST_CODE));
+        entry[Json::StaticString("Entry")] = i + 1;
+        entry[Json::StaticString("Result")] = SelfTestResult(result);
+        entry[Json::StaticString("Result Code")] = std::to_string(result);
+        entry[Json::StaticString("Type")] = SelfTestType(GetBits(r.STATUS, SELF_TEST_CODE));
         if (result == 7) {
-            entry["Segment Number"] = std::to_string(r.SEGN);
+            entry[Json::StaticString("Segment Number")] = std::to_string(r.SEGN);
         }
         if (GetBits(r.VDI, Bit(0)) == 1) {
-            entry["Namespace ID"] = std::to_string(r.NSID.get());
+            entry[Json::StaticString("Namespace ID")] = std::to_string(r.NSID.get());
         }
         if (GetBits(r.VDI, Bit(1)) == 1) {
-            entry["Failing LBA"] = ToNumberString(r.FLBA.get());
+            entry[Json::StaticString("Failing LBA")] = ToNumberString(r.FLBA.get());
         }
         if (GetBits(r.VDI, Bit(2)) == 1) {
-            entry["Status Code Type"] = std::to_string(r.SCT);
+            entry[Json::StaticString("Status Code Type")] = std::to_string(r.SCT);
         }
         if (GetBits(r.VDI, Bit(3)) == 1) {
-            entry["Status Code"] = std::to_string(r.SC);
+            entry[Json::StaticString("Status Code")] = std::to_string(r.SC);
         }
-        entry["Power On Hours"] = ToNumberString(r.POH.get());
-        list.append(entry);
+        entry[Json::StaticString("Power On Hours")] = ToNumberString(r.POH.get());
+        list.append(std::move(entry));
     }
     AddParameter(parameters, "Current Number Of Self-Tests", std::to_string(list.size()));
     AddParameter(parameters, "Number Of Failed Self-Tests", std::to_string(failed));
     return 0;
+}
+
+unsigned long long ConvertTelemetryHeader(unsigned int logId, Json::Value& info, const unsigned char* data,
+                                          std::size_t length) {
+    const auto header = CopyRecord<ORKA_NVME_TELEMETRY_HEADER>(data, length);
+    FormatHexData(reinterpret_cast<const char*>(&header), sizeof header,
+                  info["raw hex data"]["log page " + std::to_string(logId) + " pre"]);
+    return header.DA3LB.get() * 512ULL;
 }
 
 std::string pci_decode(const unsigned char* info, std::size_t length, bool correctable) {
@@ -888,22 +899,22 @@ int ConvertLogPage0D(Json::Value& info, const unsigned char* data, std::size_t l
         }
         const unsigned long long when = event.EVTTS.get() & TIMESTAMP_MASK;
         Json::Value record(Json::objectValue);
-        record["Entry"] = std::to_string(index);
-        record["Type"] = EventTypeName(event.ETYPE);
-        record["Details"] = details;
-        record["Time"] = MillisecondsToDate(when);
-        record["Timestamp"] = ToNumberString(when) + " mS";
-        record["Controller"] = std::to_string(event.CNTLID.get());
+        record[Json::StaticString("Entry")] = std::to_string(index);
+        record[Json::StaticString("Type")] = Json::StaticString(EventTypeName(event.ETYPE));
+        record[Json::StaticString("Details")] = details;
+        record[Json::StaticString("Time")] = MillisecondsToDate(when);
+        record[Json::StaticString("Timestamp")] = ToNumberString(when) + " mS";
+        record[Json::StaticString("Controller")] = std::to_string(event.CNTLID.get());
         if (critical) {
             ++counts.critical;
-            record["Health"] = "Critical";
+            record[Json::StaticString("Health")] = Json::StaticString("Critical");
         } else if (suspect) {
             ++counts.suspect;
-            record["Health"] = "Suspect";
+            record[Json::StaticString("Health")] = Json::StaticString("Suspect");
         } else {
-            record["Health"] = "Good";
+            record[Json::StaticString("Health")] = Json::StaticString("Good");
         }
-        list.append(record);
+        list.append(std::move(record));
         position = event_end;
         if (position - start > limit - start) {
             break;

@@ -58,6 +58,12 @@ LogPageDecode ConvertLogPage5;
 LogPageDecode ConvertLogPage6;
 LogPageDecode ConvertLogPage0D;
 
+// The telemetry header (log page 07h or 08h, `logId`) of `length` bytes at `data`, zeros beyond
+// its end: its hex dump goes to info["raw hex data"]["log page <logId> pre"] and the length of the
+// whole log it announces (up to the last block of data area 3) is returned, in bytes.
+unsigned long long ConvertTelemetryHeader(unsigned int logId, Json::Value& info, const unsigned char* data,
+                                          std::size_t length);
+
 // The PCIe error details of a hardware error event; `info` is the additional hardware error
 // information (the event data from its fifth byte), `length` the bytes of it that were read.
 std::string pci_decode(const unsigned char* info, std::size_t length, bool correctable);
