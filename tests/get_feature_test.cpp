@@ -40,13 +40,11 @@ TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
         const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller;
         std::string name, value;
     } cases[] = {
-        // a text of its own for a special value
+        // special values, Kelvin shown in C, hexadecimal, notices only where the controller sends them
         {0x05, 0, none, plain, "Time Limited Error Recovery (TLER)", "No Timeout"},
         {0x10, 0x157, none, plain, "Thermal Management Temperature 2 (TMT2)", "70 C"},
         {0x14, 3, none, plain, "Predictable Latency Mode Window Select", "Reserved"},
-        // counts plus one, plain and scaled numbers, hexadecimal
         {0x0B, 0x6F1F, none, notices, "SMART Critical Warning Notices Enable", "0x1F"},
-        // single bits, and the notices of controllers that send them
         {0x0B, 0xFFFF, none, plain, "Telemetry Log Notices Enable", ABSENT},
         // buffers: APST per power state 0 .. NPSS, host memory buffer, timestamp
         {0x0C, 1, apst, plain, "Power State 0 Idle Transition Power State (ITPS)", "3"},

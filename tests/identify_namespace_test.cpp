@@ -60,7 +60,6 @@ TEST_F(IdentifyNamespaceTest, RowKindsConditionsAndVersionGates) {
         // clang-format off
         {V130, {}, {}, ns + "LBA 0 Metadata Size (MS)", ABSENT, V130},
         {V130, {}, {}, ns + "LBA 1 Metadata Size (MS)", "8", V130},
-        {V130, {}, {}, ns + "LBA 2 Relative Performance (RP)", ABSENT, V130},
         {V130, {34, 2, 7}, {}, ns + "Atomic Write Unit Normal (NAWUN)", "Reserved", V130},
         {V130, {36, 2, 0}, atomic, ns + "Atomic Write Unit Power Fail (NAWUPF)", "Same as AWUPF", V130},
         {V130, {32, 1, 0x80 | 42}, {}, ns + "Format Percent Complete", "42", V130},
