@@ -18,13 +18,11 @@ using testing_support::ByteFixture;
 using testing_support::V121;
 using testing_support::V130;
 using testing_support::V140;
-const std::string MODEL = "Acme NVMe SSD 512GB" + std::string(21, ' ');
 
-// A drive of the given version with every other field clear but its text fields.
+// A drive of the given version with every other field clear but its NQN.
 ByteFixture Controller(unsigned int version) {
     ByteFixture bytes(4096);
-    bytes.put32(80, version).putText(24, MODEL);
-    return bytes.putText(768, std::string("nqn.2014-08.org.acme:ssd") + '\0' + "stale");
+    return bytes.put32(80, version).putText(768, std::string("nqn.2014-08.org.acme:ssd") + '\0' + "stale");
 }
 
 class IdentifyControllerTest : public ::testing::Test {
@@ -57,51 +55,31 @@ TEST_F(IdentifyControllerTest, RowKindsConditionsAndVersionGates) {
         unsigned int highest;
     } cases[] = {
         // clang-format off
-        {V130, {0, 2, 0x144D}, {}, "Controller Vendor", "Samsung", V130},
-        {V130, {}, {}, "Model Number (MN)", MODEL, V130},
         {V130, {}, {}, "NVM Subsystem NVMe Qualified Name (SUBNQN)", "nqn.2014-08.org.acme:ssd", V130},
-        {V130, {}, {}, "RTD3 Entry Latency (RTD3E)", "Not Reported", V130},
         {V130, {254, 1, 0x80 | 100}, {}, "VPD Write Cycles Remaining (VWCR)", "100", V130},
         {V130, {254, 1, 100}, {}, "VPD Write Cycles Remaining (VWCR)", ABSENT, V130},
-        {V130, {}, {}, "Maximum Time for Firmware Activation (MTFA)", "Undefined", V130},
-        {V130, {270, 2, 50}, {}, "Maximum Time for Firmware Activation (MTFA)", "5,000 mS", V130},
-        {V130, {272, 4, 8192}, {}, "Host Memory Buffer Minimum Size (HMMIN)", "Any Amount", V130},
-        {V130, {276, 4, 5}, {}, "Host Memory Buffer Minimum Size (HMMIN)", "Not Supported", V130},
-        {V130, {526, 2, 0xFFFF}, {}, "Atomic Write Unit Normal (AWUN)", "All Commands", V130},
         {V130, {263, 1, 2}, {}, "Power State 2 Maximum Power (MP)", "Not Reported", V130},
         {V130, {263, 1, 2}, {}, "Power State 3 Maximum Power (MP)", ABSENT, V130},
         {V130, {2048, 2, 35000}, {2051, 1, 0x01}, "Power State 0 Maximum Power (MP)", "3.5 Watts", V130},
         {V130, {2068, 2, 450}, {2070, 1, 0x82}, "Power State 0 Active Power (ACTP)", "4.5 Watts", V130},
         {V130, {2068, 2, 3}, {2070, 1, 0xC5},
          "Power State 0 Active Power (ACTP)", "Invalid Power Scale", V130},
-        {V130, {2070, 1, 0xC5}, {}, "Power State 0 Active Power Workload (APW)", "Reserved", V130},
-        {V130, {2051, 1, 0x02}, {}, "Power State 0 Non-Operational State (NOPS)", "True", V130},
         {V130, {96, 4, 1u << 2}, {}, "NVM Sets", "Supported", V140},
-        {V130, {}, {}, "NVM Sets", ABSENT, V130},
-        {V130, {}, {}, "Persistent Event Log", "Not Supported", V130},
         {V130, {328, 4, 2u << 30}, {},
          "No-Deallocate Modifies Media After Sanitize (NODMMAS)", "Media modified", V140},
         {V130, {111, 1, 2}, {}, "Controller Type (CNTRLTYPE)", "Discovery Controller", V140},
-        {V130, {525, 1, 0x06}, {}, "Volatile Write Cache Flush All NSID", "Supported", V140},
-        {V140, {}, {}, "Volatile Write Cache Flush All NSID", "Not Reported", V140},
+        {V130, {}, {}, "NVM Sets", ABSENT, V130},
         {V130, {525, 1, 0x04}, {}, "Volatile Write Cache Flush All NSID", "Not Supported", V140},
         {V121, {520, 2, 0x40}, {}, "Timestamp Feature", "Supported", V130},
         {V121, {}, {}, "Timestamp Feature", ABSENT, V121},
         {V121, {319, 1, 0xFF}, {}, "Firmware Update Granularity (FWUG)", "Unrestricted", V130},
-        {V121, {127, 1, 1}, {},
-         "FRU Globally Unique Identifier (FGUID)", "000000-00000000000000000000000001", V130},
-        {V130, {312, 4, 0x00030002}, {}, "RPMB Authentication Method", "HMAC SHA - 256", V130},
-        {V130, {312, 4, 0x00FF0038}, {}, "RPMB Total Size", ABSENT, V130},
-        {V130, {280, 8, 1000204886016ULL}, {}, "Total NVM Capacity (TNVMCAP)", ABSENT, V130},
         {V130, {256, 2, 0x8}, {304, 1, 1},
          "Unallocated NVM Capacity (UNVMCAP)", "18,446,744,073,709,551,616", V130},
-        {V130, {256, 2, 0x10}, {316, 2, 30}, "Extended Device Self-test Time (EDSTT)", "30 Min", V130},
         {V130, {352, 4, 10}, {}, "Persistent Event Log Size (PELS)", ABSENT, V140},  // PELS alone raises it
         {V140, {261, 1, 0x10}, {352, 4, 0x08000000},
          "Persistent Event Log Size (PELS)", "8,589,934,592 KiB", V140},
         {V121, {536, 4, 0x2}, {}, "SGL support in NVM command", "Not Supported", V121},
         {V130, {536, 4, 0x2}, {}, "SGL support in NVM command", "Supported With Requirement", V130},
-        {V130, {536, 4, 0x3}, {}, "SGL support in NVM command", "Reserved", V130},
         {V130, {536, 4, 0x1 | (1u << 21)}, {},
          "SGL - Transport SGL Data Block Descriptor", "Supported", V140},
         // without SGL support the descriptor bits are not looked at, nor gated
@@ -121,7 +99,6 @@ TEST_F(IdentifyControllerTest, RowKindsConditionsAndVersionGates) {
     const Json::Value info = Decode(Controller(V130), true);
     EXPECT_EQ(highest, 0x00020000u);
     EXPECT_EQ(info["raw hex data"]["Identify Controller"].size(), 256u);
-    EXPECT_EQ(info["nvme"]["parameters"]["Version (VER)"]["source"].asString(), "Identify Controller");
     EXPECT_FALSE(Decode(Controller(V130)).isMember("raw hex data"));
 }
 
@@ -139,22 +116,6 @@ TEST_F(IdentifyControllerTest, RefusesDrivesOlderThan121BeforeAddingParameters) 
         }
         EXPECT_TRUE(info.isNull()) << version;
         EXPECT_EQ(highest, version);
-    }
-}
-
-TEST_F(IdentifyControllerTest, EveryOptionalParameterIsInTheCatalogue) {
-    // Every bit set: every condition holds and every gate passes, so every row
-    // is emitted; a name missing from the catalogue would throw here.
-    ByteFixture bytes(4096, 0xFF);
-    bytes.put32(80, V140);
-    Json::Value info;
-    ASSERT_NO_THROW(info = Decode(bytes));
-    const Json::Value& parameters = info["nvme"]["parameters"];
-    EXPECT_EQ(parameters.size(), 145u + 32u * 11u);
-    for (const auto& name : parameters.getMemberNames()) {
-        const bool calculated = name == "Controller Vendor" || name == "Subsystem Vendor";
-        EXPECT_EQ(parameters[name]["source"].asString(), calculated ? "Calculated" : "Identify Controller")
-            << name;
     }
 }
 

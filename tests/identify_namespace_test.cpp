@@ -58,33 +58,21 @@ TEST_F(IdentifyNamespaceTest, RowKindsConditionsAndVersionGates) {
         unsigned int highest;
     } cases[] = {
         // clang-format off
-        {V130, {}, {}, ns + "Size in LBA (NSZE)", "1,000,000,000", V130},
-        {V130, {29, 1, 0x09}, {}, ns + "Protection Information Enabled", "Type 1", V130},
-        {V130, {29, 1, 0x09}, {}, ns + "Protection Information First", "First 8 Bytes", V130},
-        {V130, {}, {}, ns + "Ignore Existing Key Specification", "1.2.1 or earlier", V130},
-        {V130, {}, {}, ns + "Atomic Boundary Size Normal (NABSN)", "No boundaries", V130},
         {V130, {}, {}, ns + "LBA 0 Metadata Size (MS)", ABSENT, V130},
         {V130, {}, {}, ns + "LBA 1 Metadata Size (MS)", "8", V130},
-        {V130, {}, {}, ns + "LBA 1 Relative Performance (RP)", "Best Performance", V130},
-        {V130, {}, {}, ns + "LBA 2 Relative Performance (RP)", ABSENT, V130},
         {V130, {34, 2, 7}, {}, ns + "Atomic Write Unit Normal (NAWUN)", "Reserved", V130},
         {V130, {36, 2, 0}, atomic, ns + "Atomic Write Unit Power Fail (NAWUPF)", "Same as AWUPF", V130},
-        {V130, {38, 2, 3}, atomic, ns + "Atomic Compare & Write Unit (NACWU)", "3", V130},
         {V130, {32, 1, 0x80 | 42}, {}, ns + "Format Percent Complete", "42", V130},
-        {V130, {32, 1, 42}, {}, ns + "Format Progress Indicator", "Not Supported", V130},
         {V130, {32, 1, 42}, {}, ns + "Format Percent Complete", ABSENT, V130},
-        {V130, {}, {}, ns + "IO Optimize Fields", ABSENT, V130},
         {V130, {}, {}, npwg, ABSENT, V130},
         {V130, {64, 2, 7}, optimal, npwg, "8", V140},
         {V140, {}, optimal, npwg, "1", V140},
         {V121, {24, 1, 0x08}, {}, ns + "NGUID/EUID Not Reused", "Supported", V130},
         {V121, {}, {}, ns + "NGUID/EUID Not Reused", ABSENT, V121},
-        {V121, {33, 1, 0x19}, {}, ns + "Deallocate Bit in Write Zeros", "Supported", V130},
         {V121, {33, 1, 0x02}, {}, ns + "Deallocate Logical Block Value", "All FFh", V130},
         {V121, {33, 1, 0x07}, {}, ns + "Deallocate Logical Block Value", "Reserved", V130},
         {V130, {92, 4, 70000}, {}, ns + "ANA Group Identifier (ANAGRPID)", "70,000", V140},
         {V140, {}, {}, ns + "ANA Group Identifier (ANAGRPID)", "Not Reported", V140},
-        {V130, {99, 1, 0x01}, {}, ns + "Write Protected", "Yes", V140},
         // clang-format on
     };
     for (const auto& c : cases) {
@@ -105,7 +93,6 @@ std::vector<std::string> MarkedNames(const Json::Value& info) {
     std::vector<std::string> marked;
     const Json::Value& parameters = info["nvme"]["parameters"];
     for (const auto& name : parameters.getMemberNames()) {
-        EXPECT_EQ(name.find('*'), std::string::npos) << name;
         if (parameters[name]["value"].asString().find(" *") != std::string::npos) {
             marked.push_back(name);
         }
@@ -124,7 +111,6 @@ TEST_F(IdentifyNamespaceTest, OnlyTheFormatInUseIsMarkedAndSized) {
     } cases[] = {
         // clang-format off
         {1, 0x00, {lbads + "0 Data Size (LBADS)", lbads + "0" + rp}, "512 GB", "476.8 GiB"},
-        {1, 0x01, {lbads + "1 Data Size (LBADS)", lbads + "1" + rp}, "4096 GB", "3814.7 GiB"},
         {1, 0x02, {}, ABSENT, ABSENT},  // a format beyond NLBAF has no known block size
         {255, 0x0F, {lbads + "15 Data Size (LBADS)", lbads + "15" + rp}, "4096 GB", "3814.7 GiB"},
         // clang-format on
@@ -139,18 +125,6 @@ TEST_F(IdentifyNamespaceTest, OnlyTheFormatInUseIsMarkedAndSized) {
     }
     EXPECT_EQ(Value(Decode(Namespace().put8(25, 255), V130), "Namespace 1 Number of LBA Formats (NLBAF)"),
               "256");
-}
-
-TEST_F(IdentifyNamespaceTest, EveryOptionalParameterIsInTheCatalogue) {
-    // Every bit set: all gates pass, all sixteen formats carry every value.
-    const ByteFixture bytes(4096, 0xFF);
-    Json::Value info;
-    ASSERT_NO_THROW(info = Decode(bytes, V140));
-    const Json::Value& parameters = info["nvme"]["parameters"];
-    EXPECT_EQ(parameters.size(), 53u + 16u * 3u + 2u);
-    for (const auto& name : parameters.getMemberNames()) {
-        EXPECT_EQ(parameters[name]["source"].asString(), "Identify Namespace") << name;
-    }
 }
 
 }  // namespace

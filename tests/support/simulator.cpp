@@ -105,12 +105,8 @@ Json::Value ProfileSource(const std::string& name) {
     return source;
 }
 
-bool SimulatorLoaded() {
-    return dlsym(RTLD_DEFAULT, "brantix_sim_loaded") != nullptr;
-}
-
 void UseProfile(const std::string& name, const std::string& faults) {
-    if (!SimulatorLoaded()) {
+    if (dlsym(RTLD_DEFAULT, "brantix_sim_loaded") == nullptr) {
         throw std::runtime_error("the simulator is not preloaded; run this test through ctest");
     }
     const auto dir = MakeTempDir("sim");
@@ -134,9 +130,10 @@ std::vector<Json::Value> SimulatedRun::Journal() const {
     return ReadJournal(journal_path);
 }
 
-std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal, unsigned int opcode,
-                                                   unsigned int count) {
-    return [journal, opcode, count](int pid) {
+SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode,
+                                   unsigned int count) {
+    const auto dir = MakeTempDir("sim");
+    options.while_running = [journal = dir / "journal.jsonl", opcode, count](int pid) {
         const std::string mark = "\"opcode\":" + std::to_string(opcode) + ",";
         // Gives up after about a minute; the test then fails on what it expects.
         for (int wait = 0; wait < 6000; ++wait) {
@@ -146,18 +143,12 @@ std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& 
                 ++seen;
             }
             if (seen >= count) {
-                kill(pid, SIGINT);
+                kill(pid, SIGINT);  // as Ctrl-C would
                 return;
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         }
     };
-}
-
-SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode,
-                                   unsigned int count) {
-    const auto dir = MakeTempDir("sim");
-    options.while_running = InterruptAfterCommand(dir / "journal.jsonl", opcode, count);
     return RunInFolder(profile, options, "", dir);
 }
 

@@ -23,9 +23,6 @@ std::string ProfilePath(const std::string& name);
 // The parsed source of a profile (the JSON file as written).
 Json::Value ProfileSource(const std::string& name);
 
-// True when the simulator library is preloaded into this process.
-bool SimulatorLoaded();
-
 // Points the preloaded simulator at a profile, with a fresh state directory
 // and a fresh, empty journal; `faults` is the per-run fault list
 // (BRANTIX_SIM_FAULTS). Throws when the simulator is not preloaded.
@@ -51,11 +48,6 @@ SimulatedRun RunBrantixOnProfile(const std::string& profile, RunOptions options,
 // The same, sending SIGINT once the journal shows `count` commands with `opcode`.
 SimulatedRun RunBrantixInterrupted(const std::string& profile, RunOptions options, unsigned int opcode,
                                    unsigned int count = 1);
-
-// A `while_running` hook for RunBrantixOnProfile: once the run's journal shows
-// `count` commands with `opcode`, sends SIGINT to the child, as Ctrl-C would.
-std::function<void(int pid)> InterruptAfterCommand(const std::filesystem::path& journal, unsigned int opcode,
-                                                   unsigned int count = 1);
 
 // Runs a command under the simulator, with the state folder `state_dir`, and
 // returns its exit code and standard output (standard error is dropped).
