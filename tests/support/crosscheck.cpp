@@ -240,6 +240,56 @@ std::string FeatureFile(const std::string& dump) {
     return dump.find("Under") != std::string::npos ? file + "-under" : file;
 }
 
+// One field of a list entry: brantix's name for it and where in the client's entry it is.
+struct ListField {
+    const char* name;
+    const char* key;
+    unsigned int shift, width;  // width 0: a text, compared as it is
+};
+
+// brantix's words for field values, as the numbers they stand for.
+const std::map<std::string, Bits> WORDS = {
+    {"No", 0},
+    {"Yes", 1},
+    {"Not Supported", 0},
+    {"Supported", 1},
+    {"Short", 1},
+    {"Extended", 2},
+    {"Vendor Specific", 14},
+    {"No Restriction", 0},
+    {"Same Namespace Restriction", 1},
+    {"Any Namespace Restriction", 2},
+};
+
+const ListField ERROR_FIELDS[] = {
+    {"Error Count", "error_count", 0, 64},
+    {"Submission Queue ID", "sqid", 0, 16},
+    {"Command ID", "cmdid", 0, 16},
+    {"Phase Tag", "phase_tag", 0, 1},
+    {"Status Field", "status_field", 0, 15},
+    {"LBA", "lba", 0, 64},
+    {"Namespace", "nsid", 0, 32},
+    {"Command Specific Info", "cs", 0, 64},
+    {"Byte Location", "parm_error_location", 0, 8},
+    {"Bit Location", "parm_error_location", 8, 3},
+};
+const ListField SELF_TEST_FIELDS[] = {
+    {"Result Code", "Self test result", 0, 4},       {"Type", "Self test code", 0, 4},
+    {"Segment Number", "Segment number", 0, 8},      {"Power On Hours", "Power on hours", 0, 64},
+    {"Namespace ID", "Namespace Identifier", 0, 32}, {"Failing LBA", "Failing LBA", 0, 64},
+    {"Status Code Type", "Status Code Type", 0, 3},  {"Status Code", "Status Code", 0, 8},
+};
+const ListField EFFECTS_FIELDS[] = {
+    {"Type", "type", 0, 0},
+    {"Supported", "dword", 0, 1},
+    {"Logical Block Content Change (LBCC)", "dword", 1, 1},
+    {"Namespace Capability Change (NCC)", "dword", 2, 1},
+    {"Namespace Inventory Change (NIC)", "dword", 3, 1},
+    {"Controller Capability Change (CCC)", "dword", 4, 1},
+    {"Command Submission and Execution (CSE)", "dword", 16, 3},
+    {"UUID Selection Supported", "dword", 19, 1},
+};
+
 class Comparison {
   public:
     explicit Comparison(const std::string& results) : results_(results) {
@@ -283,8 +333,7 @@ class Comparison {
             }
         }
         CompareFeatureDumps(info_, results_, outcome_);
-        CompareErrorLog();
-        CompareEffectsLog();
+        CompareLists();
         return outcome_;
     }
 
@@ -296,7 +345,7 @@ class Comparison {
                 return ReadFeature(ReadFile(results_ + "/feature-" + key + ".out"));
             };
             const Feature feature = read(row.key);
-            shown.source = static_cast<bool>(std::ifstream(results_ + "/feature-" + row.key + ".out"));
+            shown.source = !ReadFile(results_ + "/feature-" + row.key + ".out").empty();
             shown.present = feature.present;
             // Over and under threshold are read together: both or neither.
             if (row.key.compare(0, 2, "04") == 0) {
@@ -345,100 +394,80 @@ class Comparison {
                row.format(shown, static_cast<Bits>(bits)), SourceName(row.source));
     }
 
-    // brantix visits the error entries below ELPE taken as a count and lists those with a non-zero error
-    // count; each is compared with nvme-cli's field by field, brantix's text read back as a number (its
-    // "Not ..." texts as all ones).
-    void CompareErrorLog() {
-        static const struct {
-            const char* name;
-            const char* key;
-            unsigned int shift, width;
-        } FIELDS[] = {
-            {"Error Count", "error_count", 0, 64},
-            {"Submission Queue ID", "sqid", 0, 16},
-            {"Command ID", "cmdid", 0, 16},
-            {"Phase Tag", "phase_tag", 0, 1},
-            {"Status Field", "status_field", 0, 15},
-            {"LBA", "lba", 0, 64},
-            {"Namespace", "nsid", 0, 32},
-            {"Command Specific Info", "cs", 0, 64},
-            {"Byte Location", "parm_error_location", 0, 8},
-            {"Bit Location", "parm_error_location", 8, 3},
-        };
-        const std::string path = results_ + "/error-log.out";
-        if (!std::ifstream(path)) {
-            return;
-        }
-        const Json::Value entries = ReadJson(path)["errors"];
-        std::vector<Json::Value> listed;
-        for (Json::ArrayIndex i = 0; i < entries.size() && i < documents_[0]["elpe"].asUInt(); ++i) {
-            if (entries[i]["error_count"].asUInt64() != 0) {
-                listed.push_back(entries[i]);
+    // brantix's lists against the client's: the error entries below ELPE taken as a count with a non-zero
+    // error count, the self-test results in use (not Fh), and the supported commands of nvme-cli's
+    // effects-log (command set 0) in opcode order, admin first. A list whose file is missing is not checked.
+    void CompareLists() {
+        const Json::Value log = ReadJson(results_ + "/error-log.out");
+        const Json::Value self_test = ReadJson(results_ + "/self-test-log.out");
+        const Json::Value effects = ReadJson(results_ + "/effects-log.out");
+        std::vector<Json::Value> errors, tests, commands;
+        for (Json::ArrayIndex i = 0; i < log["errors"].size() && i < documents_[0]["elpe"].asUInt(); ++i) {
+            if (log["errors"][i]["error_count"].asUInt64() != 0) {
+                errors.push_back(log["errors"][i]);
             }
         }
-        Expect(outcome_, "Total Errors", brantix_["Total Errors"]["value"].asString(),
-               std::to_string(listed.size()));
-        const Json::Value& ours = info_["nvme"]["error log"];
-        for (Json::ArrayIndex i = 0; i < listed.size() && i < ours.size(); ++i) {
-            for (const auto& field : FIELDS) {
-                const Wide mask = (Wide{1} << field.width) - 1;
-                const std::string text = ours[i][field.name].asString();
-                const Wide value = text.compare(0, 4, "Not ") == 0 ? mask : BrantixNumber(text);
-                Expect(outcome_, "error " + std::to_string(i) + " " + field.name, Decimal(value),
-                       Decimal(ClientNumber(listed[i][field.key]) >> field.shift & mask));
+        for (const Json::Value& report : self_test["List of Valid Reports"]) {
+            if (report["Self test result"].asUInt() != 15) {
+                tests.push_back(report);
             }
+        }
+        std::string counts;
+        const char* const sets[][2] = {{"admin_cmd_set", "Admin Command "}, {"io_cmd_set", "IO Command "}};
+        for (const auto& [set, type] : sets) {
+            // Members are named "ACS_<opcode> (...)" and "IOCS_<opcode> (...)"; bit 0 is "supported".
+            std::map<Wide, Json::Value> supported;
+            for (const std::string& key : effects[0][set].getMemberNames()) {
+                if ((effects[0][set][key].asUInt64() & 1U) != 0) {
+                    supported[ParseNumber(key.substr(key.find('_') + 1))]["dword"] = effects[0][set][key];
+                }
+            }
+            for (auto& [opcode, command] : supported) {
+                command["type"] = type + Decimal(opcode);
+                commands.push_back(command);
+            }
+            counts += (counts.empty() ? "" : " ") + std::to_string(supported.size());
+        }
+        if (!log.isNull()) {
+            Expect(outcome_, "Total Errors", brantix_["Total Errors"]["value"].asString(),
+                   std::to_string(errors.size()));
+            CompareList("error", info_["nvme"]["error log"], errors, ERROR_FIELDS);
+        }
+        if (!self_test.isNull()) {
+            CompareList("self-test", info_["nvme"]["self-test log"], tests, SELF_TEST_FIELDS);
+        }
+        if (!effects.isNull()) {
+            Expect(outcome_, "supported commands (admin, IO)",
+                   brantix_["Supported Admin Commands"]["value"].asString() + " " +
+                       brantix_["Supported IO Commands"]["value"].asString(),
+                   counts);
+            CompareList("command", info_["nvme"]["command log"], commands, EFFECTS_FIELDS);
         }
     }
 
-    // One line per supported command in brantix's command log against nvme-cli's effects-log (command set
-    // 0), whose members are named "ACS_<opcode> (...)" and "IOCS_<opcode> (...)".
-    void CompareEffectsLog() {
-        const std::string path = results_ + "/effects-log.out";
-        if (!std::ifstream(path)) {
-            return;
-        }
-        const auto line = [](Bits bits) {
-            static const char* const EXECUTION[] = {"No Restriction", "Same Namespace Restriction",
-                                                    "Any Namespace Restriction"};
-            const Bits cse = (bits >> 16) & 7U;
-            return orka::ToYes((bits >> 1) & 1U) + " " + orka::ToYes((bits >> 2) & 1U) + " " +
-                   orka::ToYes((bits >> 3) & 1U) + " " + orka::ToYes((bits >> 4) & 1U) + " " +
-                   orka::ToSupported((bits >> 19) & 1U) + " " + (cse < 3 ? EXECUTION[cse] : "Reserved");
-        };
-        std::map<std::string, std::string> expected;
-        std::map<std::string, std::string> actual;
-        unsigned int counts[2] = {0, 0};
-        const Json::Value log = ReadJson(path)[0];
-        const char* const sets[][2] = {{"admin_cmd_set", "Admin Command "}, {"io_cmd_set", "IO Command "}};
-        for (unsigned int set = 0; set < 2; ++set) {
-            const Json::Value& commands = log[sets[set][0]];
-            for (const std::string& key : commands.getMemberNames()) {
-                if ((commands[key].asUInt64() & 1U) != 0) {
-                    const auto opcode = static_cast<Bits>(ParseNumber(key.substr(key.find('_') + 1)));
-                    expected[sets[set][1] + std::to_string(opcode)] = line(commands[key].asUInt64());
-                    ++counts[set];
+    // Each entry brantix lists against the client's at the same place, field by field: brantix's text read
+    // as a number (its words through WORDS, its other "Not ..." texts as all ones).
+    template <size_t N>
+    void CompareList(const std::string& what, const Json::Value& ours, const std::vector<Json::Value>& theirs,
+                     const ListField (&fields)[N]) {
+        Expect(outcome_, what + " entries", std::to_string(ours.size()), std::to_string(theirs.size()));
+        for (Json::ArrayIndex i = 0; i < ours.size() && i < theirs.size(); ++i) {
+            for (const ListField& field : fields) {
+                const std::string label = what + " " + std::to_string(i) + " " + field.name;
+                const std::string text = ours[i][field.name].asString();
+                const Json::Value& shown = theirs[i][field.key];
+                if (field.width == 0) {
+                    Expect(outcome_, label, text, shown.asString());
+                    continue;
                 }
+                const Wide mask = (Wide{1} << field.width) - 1;
+                const auto word = WORDS.find(text);
+                const Wide value = word != WORDS.end()               ? word->second
+                                   : text.compare(0, 4, "Not ") == 0 ? mask
+                                                                     : BrantixNumber(text);
+                Expect(outcome_, label, Decimal(value), Decimal(ClientNumber(shown) >> field.shift & mask));
             }
         }
-        for (const Json::Value& entry : info_["nvme"]["command log"]) {
-            std::string text;
-            for (const char* name :
-                 {"Logical Block Content Change (LBCC)", "Namespace Capability Change (NCC)",
-                  "Namespace Inventory Change (NIC)", "Controller Capability Change (CCC)",
-                  "UUID Selection Supported", "Command Submission and Execution (CSE)"}) {
-                text += (text.empty() ? "" : " ") + entry[name].asString();
-            }
-            actual[entry["Type"].asString()] = text;
-        }
-        Expect(outcome_, "supported commands (admin, IO)",
-               brantix_["Supported Admin Commands"]["value"].asString() + " " +
-                   brantix_["Supported IO Commands"]["value"].asString(),
-               std::to_string(counts[0]) + " " + std::to_string(counts[1]));
-        for (const auto& [type, text] : expected) {
-            Expect(outcome_, "command log " + type, actual.count(type) != 0 ? actual[type] : "(none)", text);
-        }
-        Expect(outcome_, "command log entries", std::to_string(actual.size()),
-               std::to_string(expected.size()));
     }
 
     std::string results_;
