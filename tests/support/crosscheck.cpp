@@ -181,6 +181,14 @@ std::string FeatureFile(const std::string& dump) {
     return dump.find("Under") != std::string::npos ? file + "-under" : file;
 }
 
+// A brantix value as a number: "0x..." hexadecimal, else decimal with its grouping commas and any unit after
+// a blank left out.
+Wide BrantixNumber(std::string text) {
+    text = text.substr(0, text.find(' '));
+    text.erase(std::remove(text.begin(), text.end(), ','), text.end());
+    return ParseNumber(text);
+}
+
 // One field of a list entry: brantix's name for it and where in the client's entry it is.
 struct ListField {
     const char* name;
@@ -408,12 +416,6 @@ Wide ClientNumber(const Json::Value& value) {
         return ParseNumber(value.asString());
     }
     return value.isInt64() && value.asInt64() < 0 ? static_cast<uint32_t>(value.asInt64()) : value.asUInt64();
-}
-
-Wide BrantixNumber(std::string text) {
-    text = text.substr(0, text.find(' '));
-    text.erase(std::remove(text.begin(), text.end(), ','), text.end());
-    return ParseNumber(text);
 }
 
 Feature ReadFeature(const std::string& text) {
