@@ -165,11 +165,9 @@ const Row ROWS[] = {
     {"Timestamp Origin", FEATURE, "0E", 49, 3, F::Origin},
     {"Timestamp Stopped", FEATURE, "0E", 48, 1, F::Stopped}};
 
-const char* SourceName(Source source) {
-    return source == Source::kSmartctl  ? "smartctl"
-           : source == Source::kFeature ? "nvme get-feature"
-                                        : "nvme-cli";
-}
+// The client that shows each source.
+const char* const CLIENTS[] = {"nvme-cli", "nvme-cli", "nvme-cli",
+                               "smartctl", "nvme-cli", "nvme get-feature"};
 
 // The feature file for a dump: "Feature 04h: Sensor 2 Under Threshold" -> "04-s2-under".
 std::string FeatureFile(const std::string& dump) {
@@ -181,22 +179,7 @@ std::string FeatureFile(const std::string& dump) {
     return dump.find("Under") != std::string::npos ? file + "-under" : file;
 }
 
-// A brantix value as a number: "0x..." hexadecimal, else decimal with its grouping commas and any unit after
-// a blank left out.
-Wide BrantixNumber(std::string text) {
-    text = text.substr(0, text.find(' '));
-    text.erase(std::remove(text.begin(), text.end(), ','), text.end());
-    return ParseNumber(text);
-}
-
-// One field of a list entry: brantix's name for it and where in the client's entry it is.
-struct ListField {
-    const char* name;
-    const char* key;
-    unsigned int shift, width;  // width 0: a text, compared as it is
-};
-
-// brantix's words for field values, as the numbers they stand for.
+// brantix's words for a command's effects, as the bits they stand for.
 const std::map<std::string, Bits> WORDS = {{"No", 0},
                                            {"Yes", 1},
                                            {"Not Supported", 0},
@@ -205,14 +188,17 @@ const std::map<std::string, Bits> WORDS = {{"No", 0},
                                            {"Same Namespace Restriction", 1},
                                            {"Any Namespace Restriction", 2}};
 
-const ListField EFFECTS_FIELDS[] = {{"Type", "type", 0, 0},
-                                    {"Supported", "dword", 0, 1},
-                                    {"Logical Block Content Change (LBCC)", "dword", 1, 1},
-                                    {"Namespace Capability Change (NCC)", "dword", 2, 1},
-                                    {"Namespace Inventory Change (NIC)", "dword", 3, 1},
-                                    {"Controller Capability Change (CCC)", "dword", 4, 1},
-                                    {"Command Submission and Execution (CSE)", "dword", 16, 3},
-                                    {"UUID Selection Supported", "dword", 19, 1}};
+// Each effect brantix shows for a command, and its bits in the effects dword.
+const struct {
+    const char* name;
+    unsigned int shift, width;
+} EFFECTS[] = {{"Supported", 0, 1},
+               {"Logical Block Content Change (LBCC)", 1, 1},
+               {"Namespace Capability Change (NCC)", 2, 1},
+               {"Namespace Inventory Change (NIC)", 3, 1},
+               {"Controller Capability Change (CCC)", 4, 1},
+               {"Command Submission and Execution (CSE)", 16, 3},
+               {"UUID Selection Supported", 19, 1}};
 
 class Comparison {
   public:
@@ -312,7 +298,7 @@ class Comparison {
             return;
         }
         Expect(outcome_, row.name, ours ? brantix_[row.name]["value"].asString() : "(none)",
-               row.format(shown, static_cast<Bits>(bits)), SourceName(row.source));
+               row.format(shown, static_cast<Bits>(bits)), CLIENTS[static_cast<int>(row.source)]);
     }
 
     // brantix's command log against the supported commands of nvme-cli's effects-log (command set 0), in
@@ -323,20 +309,19 @@ class Comparison {
         if (effects.isNull()) {
             return;
         }
-        std::vector<Json::Value> commands;
+        std::vector<std::pair<std::string, Bits>> commands;
         std::string counts;
         const char* const sets[][2] = {{"admin_cmd_set", "Admin Command "}, {"io_cmd_set", "IO Command "}};
         for (const auto& [set, type] : sets) {
             // Members are named "ACS_<opcode> (...)" and "IOCS_<opcode> (...)"; bit 0 is "supported".
-            std::map<Wide, Json::Value> supported;
+            std::map<Wide, Bits> supported;
             for (const std::string& key : effects[0][set].getMemberNames()) {
                 if ((effects[0][set][key].asUInt64() & 1U) != 0) {
-                    supported[ParseNumber(key.substr(key.find('_') + 1))]["dword"] = effects[0][set][key];
+                    supported[ParseNumber(key.substr(key.find('_') + 1))] = effects[0][set][key].asUInt64();
                 }
             }
-            for (auto& [opcode, command] : supported) {
-                command["type"] = type + Decimal(opcode);
-                commands.push_back(command);
+            for (const auto& [opcode, dword] : supported) {
+                commands.emplace_back(type + Decimal(opcode), dword);
             }
             counts += (counts.empty() ? "" : " ") + std::to_string(supported.size());
         }
@@ -344,30 +329,16 @@ class Comparison {
                brantix_["Supported Admin Commands"]["value"].asString() + " " +
                    brantix_["Supported IO Commands"]["value"].asString(),
                counts);
-        CompareList("command", info_["nvme"]["command log"], commands, EFFECTS_FIELDS);
-    }
-
-    // Each entry brantix lists against the client's at the same place, field by field: brantix's text read
-    // as a number (its words through WORDS, its other "Not ..." texts as all ones).
-    template <size_t N>
-    void CompareList(const std::string& what, const Json::Value& ours, const std::vector<Json::Value>& theirs,
-                     const ListField (&fields)[N]) {
-        Expect(outcome_, what + " entries", std::to_string(ours.size()), std::to_string(theirs.size()));
-        for (Json::ArrayIndex i = 0; i < ours.size() && i < theirs.size(); ++i) {
-            for (const ListField& field : fields) {
-                const std::string label = what + " " + std::to_string(i) + " " + field.name;
-                const std::string text = ours[i][field.name].asString();
-                const Json::Value& shown = theirs[i][field.key];
-                if (field.width == 0) {
-                    Expect(outcome_, label, text, shown.asString());
-                    continue;
-                }
-                const Wide mask = (Wide{1} << field.width) - 1;
-                const auto word = WORDS.find(text);
-                const Wide value = word != WORDS.end()               ? word->second
-                                   : text.compare(0, 4, "Not ") == 0 ? mask
-                                                                     : BrantixNumber(text);
-                Expect(outcome_, label, Decimal(value), Decimal(ClientNumber(shown) >> field.shift & mask));
+        const Json::Value& ours = info_["nvme"]["command log"];
+        Expect(outcome_, "command log entries", std::to_string(ours.size()), std::to_string(commands.size()));
+        for (Json::ArrayIndex i = 0; i < ours.size() && i < commands.size(); ++i) {
+            const auto& [type, dword] = commands[i];
+            Expect(outcome_, "command log " + std::to_string(i), ours[i]["Type"].asString(), type);
+            for (const auto& effect : EFFECTS) {
+                const auto word = WORDS.find(ours[i][effect.name].asString());
+                Expect(outcome_, type + " " + effect.name,
+                       word != WORDS.end() ? std::to_string(word->second) : ours[i][effect.name].asString(),
+                       std::to_string(dword >> effect.shift & ((1ULL << effect.width) - 1)));
             }
         }
     }
