@@ -28,10 +28,6 @@ Wide ParseNumber(const std::string& text);
 
 // A number another client printed in JSON, with 32-bit values printed signed undone.
 Wide ClientNumber(const Json::Value& value);
-// A brantix value as a number: "0x..." hexadecimal, else decimal with its grouping commas and any unit
-// after a blank left out.
-Wide BrantixNumber(std::string text);
-
 // What nvme-cli's get-feature printed: the "Current value:" dword (printed without "0x" when it is 0) and
 // the bytes of the hex dump of the feature's data, when it has data.
 struct Feature {
