@@ -6,12 +6,10 @@
 
 namespace {
 
-using testing_support::OperationCase;
-
 const std::string EVERY_SECOND = R"({"display sample interval in sec": 1})";
 const std::string LONG_TEST = R"({"self-test": {"polls": 50}})";
 
-const OperationCase CASES[] = {
+const testing_support::OperationCase CASES[] = {
     {"short", "selftest-short", EVERY_SECOND, "", "", 0, " SELF-TEST PASSED", "1", 0, ""},
     {"extended", "selftest-extended", EVERY_SECOND, "", "", 0, " SELF-TEST PASSED", "2", 0, ""},
     {"recorded failure", "selftest-short", EVERY_SECOND, R"({"self-test": {"result": 7, "segment": 5}})", "",
@@ -20,6 +18,9 @@ const OperationCase CASES[] = {
      " SELF-TEST FAILED", "1", 0, "Progress must increase.  Last progress: 33 Current progress: 16"},
     {"abort time", "selftest-short", R"({"abort time": 3, "display sample interval in sec": 1})", LONG_TEST,
      "", 0, " SELF-TEST PASSED", "1,15", 1, "Abort time reached"},
+    // Ctrl-C once the test has started aborts it and completes the summary.
+    {"ctrl-c", "selftest-short", "", R"({"self-test": {"polls": 3000}})", "", 0, " SELF-TEST PASSED", "1,15",
+     1, "Interrupted: self-test aborted", true},
     {"abort rejected", "selftest-short", R"({"abort time": 2})", LONG_TEST,
      "opcode=0x14,after=1,status=0x4002", 34, "Self-test did NOT abort", "1,15", -1, ""},
     {"log lost after abort", "selftest-short", R"({"abort time": 2})", LONG_TEST,
@@ -39,31 +40,17 @@ TEST(SelfTestCommand, FollowsTheTestToItsVerdict) {
         SCOPED_TRACE(c.name);
         const auto run = testing_support::RunOperation(c, 0x14, "selftest.summary.json", "selftest details");
         if (c.final_code >= 0) {
-            // A sample per read of the self-test log at a one-second interval;
-            // the power-on hours of the profile.
+            // A sample per read of the self-test log; the power-on hours of the profile; the log's result.
             EXPECT_EQ(run.details["status"].size(), testing_support::LogReads(run.journal, 0x06));
             EXPECT_EQ(run.details["log page 6 power on hours"].asString(), "8,760");
             EXPECT_EQ(run.details["status"][0]["Power On Hours"].asString(), "8,760");
+            const std::string result = run.details["log page 6 result"].asString();
+            EXPECT_EQ(result.substr(result.rfind(" (")), " (" + std::to_string(c.final_code) + ")");
+            for (const auto* key :
+                 {"begin time", "end time", "run time", "run time in ms", "run time estimate"}) {
+                EXPECT_TRUE(run.details.isMember(key)) << key;
+            }
         }
-    }
-}
-
-TEST(SelfTestCommand, CtrlCAbortsTheTestAndCompletesTheSummary) {
-    const OperationCase c{"ctrl-c",
-                          "selftest-short",
-                          "",
-                          R"({"self-test": {"polls": 3000}})",
-                          "",
-                          0,
-                          " SELF-TEST PASSED",
-                          "1,15",
-                          1,
-                          "Interrupted: self-test aborted"};
-    const auto run =
-        testing_support::RunOperation(c, 0x14, "selftest.summary.json", "selftest details", true);
-    EXPECT_EQ(run.details["log page 6 result"].asString(), "Aborted (1)");
-    for (const auto* key : {"begin time", "end time", "run time", "run time in ms", "run time estimate"}) {
-        EXPECT_TRUE(run.details.isMember(key)) << key;
     }
 }
 

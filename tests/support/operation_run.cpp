@@ -30,13 +30,13 @@ std::string CommandName(const Json::Value& command) {
 }  // namespace
 
 OperationRun RunOperation(const OperationCase& c, unsigned int opcode, const std::string& summary_file,
-                          const std::string& details_key, bool interrupt) {
+                          const std::string& details_key) {
     RunOptions options;
     options.files["test.cmd.json"] = CommandFile(c.command_file, {c.settings});
     options.args = {"test", "-d", "out"};
     options.env = {{"BRANTIX_SIM_TIME_SCALE", "50"}, {"BRANTIX_SIM_DRIVE", c.drive_patch}};
-    const auto run = interrupt ? RunBrantixInterrupted("demo", options, opcode)
-                               : RunBrantixOnProfile("demo", options, c.faults);
+    const auto run = c.interrupt ? RunBrantixInterrupted("demo", options, opcode)
+                                 : RunBrantixOnProfile("demo", options, c.faults);
     OperationRun result{Json::Value(), Json::Value(), run.Journal()};
     EXPECT_EQ(run.exit_code, c.exit_code) << run.console;
     if (!run.Exists("out/" + summary_file)) {

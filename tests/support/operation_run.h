@@ -16,10 +16,11 @@ struct OperationCase {
     std::string drive_patch;   // BRANTIX_SIM_DRIVE
     std::string faults;        // BRANTIX_SIM_FAULTS
     int exit_code;
-    std::string message;   // "_cmd" / "message"
-    std::string commands;  // cdw10 of every command with the operation's opcode, as "1,15"
-    int final_code;        // the details' "return code"; -1: not checked
-    std::string note;      // a message one of the details' samples carries; empty: none
+    std::string message;     // "_cmd" / "message"
+    std::string commands;    // cdw10 of every command with the operation's opcode, as "1,15"
+    int final_code;          // the details' "return code"; -1: not checked
+    std::string note;        // a message one of the details' samples carries; empty: none
+    bool interrupt = false;  // Ctrl-C once the journal shows the first command with the operation's opcode
 };
 
 struct OperationRun {
@@ -28,12 +29,11 @@ struct OperationRun {
     std::vector<Json::Value> journal;
 };
 
-// Runs the case with the simulator's clock sped up (and, with `interrupt`,
-// Ctrl-C once the journal shows the first command with `opcode`), then checks
-// the exit code, the result record, the commands sent, that the command
-// records match the journal one by one, and the note.
+// Runs the case with the simulator's clock sped up, then checks the exit
+// code, the result record, the commands sent, that the command records match
+// the journal one by one, and the note.
 OperationRun RunOperation(const OperationCase& c, unsigned int opcode, const std::string& summary_file,
-                          const std::string& details_key, bool interrupt = false);
+                          const std::string& details_key);
 
 // Number of journaled Get Log Page commands for `log`.
 unsigned int LogReads(const std::vector<Json::Value>& journal, unsigned int log);
