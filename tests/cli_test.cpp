@@ -194,7 +194,7 @@ TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
     for (const std::string dir : {"logs/run/one", "logs"}) {
         SCOPED_TRACE(dir);
         const RunResult run = Brantix("-d " + dir, {{"read.cmd.json", CommandFile("read", {}, {"samples"})},
-                                                {"logs/brantix.trace.log", earlier}});
+                                                    {"logs/brantix.trace.log", earlier}});
         EXPECT_EQ(run.exit_code, 16);
         const std::string trace = Messages(run, dir + "/brantix.trace.log");
         EXPECT_TRUE(std::regex_search(
