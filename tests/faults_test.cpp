@@ -110,38 +110,86 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
     }
 }
 
-// The drive vanishing part way through each command type, or refusing the operations' Identify.
-TEST(Faults, DriveVanishes) {
+// Runs cut short: the drive vanishing part way ("vanish=N": gone after N commands) or refusing the
+// operations' Identify, Ctrl-C at each phase of an operation (once the journal shows `count` commands with
+// `opcode`; the Ctrl-C once it has started is among each operation's own cases), and log directories that
+// cannot be made or take no file (a log directory below a file is among the refused command lines).
+TEST(Faults, RunsCutShort) {
+    const std::string aborted = " SELF-TEST PASSED";
+    const std::string monitoring = "Sanitize monitoring was interrupted; the drive goes on sanitizing";
+    const std::string unwritable = "Failed writing JSON data to '<dir>/";
     const struct {
         std::string command;
         std::string faults;
-        unsigned int after;  // commands before the drive is gone; 0: it stays
+        unsigned int opcode;
+        unsigned int count;
+        std::string blocker;  // -d /proc, or a folder where this file of the log directory goes
         int rc;
         std::string message;
+        std::string started = "";  // with Ctrl-C: cdw10 of the self-test or sanitize commands sent
     } cases[] = {
         // Three Identify commands, log pages 01h to 06h and the telemetry header; its data is lost.
-        {"read", "vanish=10", 10, 22, " Found errors"},
+        {"read", "vanish=10", 0, 0, "", 22, " Found errors"},
         // Identify, the self-test log and the SMART log, then the start is lost.
-        {"selftest-short", "vanish=3", 3, 31, "Self-test did NOT start"},
-        {"selftest-short", "vanish=4", 4, 33, " SELF-TEST FAILED"},
-        {"sanitize-block", "vanish=3", 3, 43, "Sanitize did NOT start"},
-        {"sanitize-block", "vanish=4", 4, 44, " SANITIZE FAILED"},
+        {"selftest-short", "vanish=3", 0, 0, "", 31, "Self-test did NOT start"},
+        {"selftest-short", "vanish=4", 0, 0, "", 33, " SELF-TEST FAILED"},
+        {"sanitize-block", "vanish=3", 0, 0, "", 43, "Sanitize did NOT start"},
+        {"sanitize-block", "vanish=4", 0, 0, "", 44, " SANITIZE FAILED"},
         // Without Identify nothing is known of the drive's support: no verdict on it.
-        {"selftest-short", "opcode=0x06,errno=19", 0, 17, "Failed to read Identify Controller"},
-        {"sanitize-block", "opcode=0x06,errno=19", 0, 16, "Failed to read Identify Controller"},
+        {"selftest-short", "opcode=0x06,errno=19", 0, 0, "", 17, "Failed to read Identify Controller"},
+        {"sanitize-block", "opcode=0x06,errno=19", 0, 0, "", 16, "Failed to read Identify Controller"},
+        // Identify, and a poll of the self-test log: the test is aborted.
+        {"selftest-short", "", 0x06, 1, "", 0, aborted, "1,15"},
+        {"selftest-short", "", 0x02, 5, "", 0, aborted, "1,15"},
+        // A poll of the status log: the sanitize goes on.
+        {"sanitize-block", "", 0x02, 5, "", 44, monitoring, "2"},
+        // Identify: before the start a sanitize is never sent, but the window is too short to hit
+        // every time; a run that started it must show the monitoring interrupted.
+        {"sanitize-block", "", 0x06, 1, "", 43, "Sanitize did NOT start: interrupted", ""},
+        {"read", "", 0, 0, "/proc", 16, "Failed to make log directory: /proc"},
+        {"read", "", 0, 0, "read.summary.json", 17, unwritable + "read.summary.json': Is a directory"},
+        {"read", "", 0, 0, "nvme.info.json", 17, unwritable + "nvme.info.json': Is a directory"},
+        {"selftest-short", "", 0, 0, "selftest.summary.json", 17,
+         unwritable + "selftest.summary.json': Is a directory"},
+        {"sanitize-block", "", 0, 0, "sanitize.summary.json", 17,
+         unwritable + "sanitize.summary.json': Is a directory"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.command + " " + c.faults);
-        const auto run = RunBrantixOnProfile("demo", Options(c.command), c.faults);
-        EXPECT_EQ(run.exit_code, c.rc) << run.console;
-        EXPECT_TRUE(HasLine(run.console, c.message)) << run.console;
-        ExpectWholeFiles(run.dir);
-        const auto journal = run.Journal();
-        for (std::size_t i = 0; c.after != 0 && i < journal.size(); ++i) {
-            EXPECT_EQ(journal[i]["errno"].asInt(), i < c.after ? 0 : 19) << i;
+        SCOPED_TRACE(c.command + " " + c.faults + " " + std::to_string(c.opcode) + " " + c.blocker);
+        const testing_support::TempFolder logs("faults");
+        const std::string polls = R"({"self-test": {"polls": 3000}, "sanitize": {"polls": 3000}})";
+        RunOptions options = Options(c.command, "{}", c.opcode == 0 ? "" : polls);
+        if (c.blocker == "/proc") {
+            options.args.insert(options.args.end(), {"-d", "/proc"});
+        } else if (!c.blocker.empty()) {
+            options.args.insert(options.args.end(), {"-d", logs.dir.string()});
+            std::filesystem::create_directory(logs.dir / c.blocker);
         }
-        EXPECT_GT(journal.size(), c.after);
-        if (c.command == "read") {
+        const auto run = c.opcode == 0
+                             ? RunBrantixOnProfile("demo", options, c.faults)
+                             : testing_support::RunBrantixInterrupted("demo", options, c.opcode, c.count);
+        ExpectWholeFiles(run.dir);
+        ExpectWholeFiles(logs.dir);
+        const auto journal = run.Journal();
+        std::string started;
+        for (const auto& command : journal) {
+            const unsigned int opcode = command["opcode"].asUInt();
+            if (opcode == 0x14 || opcode == 0x84) {
+                started += (started.empty() ? "" : ",") + command["cdw10"].asString();
+            }
+        }
+        const bool raced = c.rc == 43 && c.opcode != 0 && started == "2";
+        EXPECT_EQ(run.exit_code, raced ? 44 : c.rc) << run.console;
+        EXPECT_TRUE(HasLine(run.console, WithDir(raced ? monitoring : c.message, logs.dir))) << run.console;
+        EXPECT_TRUE(c.opcode == 0 || started == (raced ? "2" : c.started)) << started;
+        const unsigned int after = c.faults.rfind("vanish=", 0) == 0 ? std::stoi(c.faults.substr(7)) : 0;
+        for (std::size_t i = 0; after != 0 && i < journal.size(); ++i) {
+            EXPECT_EQ(journal[i]["errno"].asInt(), i < after ? 0 : 19) << i;
+        }
+        if (!c.faults.empty()) {
+            EXPECT_GT(journal.size(), after);
+        }
+        if (c.command == "read" && after != 0) {
             const Json::Value info = JsonFile(run, "nvme.info.json");
             EXPECT_EQ(
                 info["_metadata"]["read status"].asString(),
@@ -154,9 +202,8 @@ TEST(Faults, DriveVanishes) {
     }
 }
 
-// Ctrl-C at each phase of each command type, sent once the journal shows a given command. The Ctrl-C
-// once a self-test or sanitize has started is also in their own command tests, with their summaries.
-TEST(Faults, CtrlCAtEachPhase) {
+// Ctrl-C at each phase of a read, sent once the journal shows a given command.
+TEST(Faults, CtrlCAtEachPhaseOfARead) {
     // The read's Identify, log pages and features of sample 1, and the first feature of sample 2: the
     // sample in hand is finished, written and recorded; the verdict counts those before it.
     for (const auto& [opcode, count] :
@@ -177,44 +224,6 @@ TEST(Faults, CtrlCAtEachPhase) {
             EXPECT_EQ(info["_metadata"]["result"].asString(), "PASS") << sample;
         }
     }
-    const std::string aborted = " SELF-TEST PASSED";
-    const std::string monitoring = "Sanitize monitoring was interrupted; the drive goes on sanitizing";
-    const struct {
-        std::string command;
-        unsigned int opcode;  // the command that triggers Ctrl-C, and how many of them
-        unsigned int count;
-        int rc;
-        std::string message;
-        std::string started;  // cdw10 of the self-test or sanitize commands sent
-    } cases[] = {
-        // Identify, and a poll of the self-test log: the test is aborted.
-        {"selftest-short", 0x06, 1, 0, aborted, "1,15"},
-        {"selftest-short", 0x02, 5, 0, aborted, "1,15"},
-        // A poll of the status log: the sanitize goes on.
-        {"sanitize-block", 0x02, 5, 44, monitoring, "2"},
-        // Identify: before the start a sanitize is never sent, but the window is too short to hit
-        // every time; a run that started it must show the monitoring interrupted.
-        {"sanitize-block", 0x06, 1, 43, "Sanitize did NOT start: interrupted", ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.command + " " + std::to_string(c.opcode) + " " + std::to_string(c.count));
-        const auto run = testing_support::RunBrantixInterrupted(
-            "demo",
-            Options(c.command, "{}", R"({"self-test": {"polls": 3000}, "sanitize": {"polls": 3000}})"),
-            c.opcode, c.count);
-        ExpectWholeFiles(run.dir);
-        std::string started;
-        for (const auto& command : run.Journal()) {
-            const unsigned int opcode = command["opcode"].asUInt();
-            if (opcode == 0x14 || opcode == 0x84) {
-                started += (started.empty() ? "" : ",") + command["cdw10"].asString();
-            }
-        }
-        const bool raced = c.rc == 43 && started == "2";
-        EXPECT_EQ(started, raced ? "2" : c.started);
-        EXPECT_EQ(run.exit_code, raced ? 44 : c.rc) << run.console;
-        EXPECT_TRUE(HasLine(run.console, raced ? monitoring : c.message)) << run.console;
-    }
 }
 
 // Limits the size of files the child may write, for the life of the object.
@@ -229,41 +238,9 @@ struct FileSizeLimit {
     rlimit saved{};
 };
 
-// Log directories that cannot be made or written, and writes that fail part way. (A log directory below
-// a file is among the refused command lines.)
-TEST(Faults, LogDirectoryAndFileWrites) {
-    const struct {
-        std::string command;
-        std::string blocker;  // a folder standing where this file of the log directory goes
-        int rc;
-        std::string message;
-    } cases[] = {
-        {"read", "", 16, "Failed to make log directory: /proc"},
-        {"read", "read.summary.json", 17,
-         "Failed writing JSON data to '<dir>/read.summary.json': Is a directory"},
-        {"read", "nvme.info.json", 17, "Failed writing JSON data to '<dir>/nvme.info.json': Is a directory"},
-        {"selftest-short", "selftest.summary.json", 17,
-         "Failed writing JSON data to '<dir>/selftest.summary.json': Is a directory"},
-        {"sanitize-block", "sanitize.summary.json", 17,
-         "Failed writing JSON data to '<dir>/sanitize.summary.json': Is a directory"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.command + " " + c.blocker);
-        const testing_support::TempFolder logs("faults");
-        RunOptions options = Options(c.command);
-        options.args.insert(options.args.end(), {"-d", c.blocker.empty() ? "/proc" : logs.dir.string()});
-        if (!c.blocker.empty()) {
-            std::filesystem::create_directory(logs.dir / c.blocker);
-        }
-        const auto run = RunBrantixOnProfile("demo", options);
-        EXPECT_EQ(run.exit_code, c.rc) << run.console;
-        EXPECT_TRUE(HasLine(run.console, WithDir(c.message, logs.dir))) << run.console;
-        ExpectWholeFiles(logs.dir);
-        ExpectWholeFiles(run.dir);
-    }
-
-    // A file size limit: a complete run's files survive a second run whose first write fails, and a
-    // long run that hits the limit part way keeps the samples written before it.
+// A file size limit: a complete run's files survive a second run whose first write fails, and a long run
+// that hits the limit part way keeps the samples written before it.
+TEST(Faults, WritesThatFailPartWay) {
     const testing_support::TempFolder logs("faults");
     RunOptions options = Options("read", R"({"log hex data": true})");
     options.args.insert(options.args.end(), {"-d", logs.dir.string()});
