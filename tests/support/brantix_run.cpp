@@ -145,6 +145,7 @@ RunResult RunBrantix(const RunOptions& options) {
     RunResult result;
     result.dir = MakeTempDir("run");
     for (const auto& [name, content] : options.files) {
+        std::filesystem::create_directories((result.dir / name).parent_path());
         std::ofstream(result.dir / name, std::ios::binary) << content;
     }
     std::vector<std::string> argv = {BRANTIX_BINARY};
@@ -153,6 +154,24 @@ RunResult RunBrantix(const RunOptions& options) {
     result.exit_code = run.exit_code;
     result.console = run.output;
     return result;
+}
+
+std::vector<std::string> Words(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+bool HasLine(const std::string& text, const std::string& line) {
+    return ("\n" + text + "\n").find("\n" + line + "\n") != std::string::npos;
+}
+
+std::string WithDir(std::string text, const std::filesystem::path& dir) {
+    const auto at = text.find("<dir>");
+    return at == std::string::npos ? text : text.replace(at, 5, dir.string());
 }
 
 }  // namespace testing_support

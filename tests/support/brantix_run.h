@@ -68,7 +68,17 @@ struct TempFolder {
     std::filesystem::path dir;
 };
 
-// Runs BRANTIX_BINARY with `options` in a fresh temporary directory.
+// Runs BRANTIX_BINARY with `options` in a fresh temporary directory (input
+// files may name subfolders, which are made).
 RunResult RunBrantix(const RunOptions& options);
+
+// The words of `text`, split at blanks (a command line without quoting).
+std::vector<std::string> Words(const std::string& text);
+
+// True when `line` is one whole line of `text`.
+bool HasLine(const std::string& text, const std::string& line);
+
+// `text` with its first "<dir>" replaced by `dir`.
+std::string WithDir(std::string text, const std::filesystem::path& dir);
 
 }  // namespace testing_support
