@@ -2,6 +2,7 @@
 // return codes, seen from outside: the real binary run in a fresh directory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -44,7 +45,7 @@ std::set<std::string> FilesIn(const std::filesystem::path& dir) {
 // The messages of a trace log, each of its lines but empty ones checked for its time stamp.
 std::string Messages(const RunResult& run, const std::string& name) {
     std::string text;
-    for (const auto& line : run.Lines(name)) {
+    for (const auto& line : testing_support::Lines(run.Read(name))) {
         EXPECT_TRUE(line.empty() || std::regex_match(line.substr(0, 27), STAMP)) << line;
         text += line.substr(std::min<std::size_t>(27, line.size())) + "\n";
     }
@@ -56,49 +57,39 @@ const std::string& UsageText() {
     return text;
 }
 
+// --usage and -h print their texts, also to the trace log, and pass; a help request wins over an unknown
+// argument before it and ends parsing before a missing value.
 TEST(CommandLine, UsageAndHelpPrintTheirTextsAndPass) {
     const std::string syntax =
         " brantix <command file> [-n,--nvme #] [-d,--dir <directory>] [COMMAND-OPTIONS] [-x,-v,-h,-u] "
         "[--export]";
-    const struct {
-        std::string args;
-        std::size_t lines;
-        std::vector<std::string> some;  // a few whole lines of the text
-    } cases[] = {
-        {"--usage",
-         19,
-         {"   -n, --nvme  #                   Physical drive number. Example: 0 for nvme0 or PHYSICALDRIVE0 "
-          "(default: *)",
-          "   -e, --extended                  Run extended self-test ",
-          "   -v                              Verbose logging"}},
-        {"-h",
-         50,
-         {"  COMMAND-OPTIONS for read command type:",
-          "                                   The file to compare must a nvme.info.json file",
-          "   --export                        Export parameter list to parameter_list.json and "
-          "ALL.filter.json"}},
-        // An unknown argument is only remembered; a later help request wins.
-        {"read --bogus -h", 50, {}},
-        // Parsing stops at the request: the missing value of -d is never seen.
-        {"-u -d", 19, {}},
-    };
-    std::map<std::size_t, std::string> texts;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.args);
-        const RunResult run = Brantix(c.args);
+    const std::string help = Brantix("-h").console;
+    for (const auto& [args, text] : std::vector<std::pair<std::string, std::string>>{
+             {"--usage", UsageText()}, {"-u -d", UsageText()}, {"-h", help}, {"read --bogus -h", help}}) {
+        SCOPED_TRACE(args);
+        const RunResult run = Brantix(args);
         EXPECT_EQ(run.exit_code, 0);
-        const auto lines = run.ConsoleLines();
-        ASSERT_EQ(lines.size(), c.lines) << run.console;
-        EXPECT_EQ(lines[1], syntax);
-        EXPECT_EQ(lines[0] + lines[2] + lines.back(), "   ");
-        for (const auto& line : c.some) {
-            EXPECT_TRUE(testing_support::HasLine(run.console, line)) << line;
-        }
-        EXPECT_EQ(texts.emplace(c.lines, run.console).first->second, run.console);
-        // The texts also land in the trace log, as info records.
+        EXPECT_EQ(run.console, text);
         EXPECT_EQ(Messages(run, "brantix.trace.log"), run.console);
         EXPECT_EQ(FilesIn(run.dir), std::set<std::string>{"brantix.trace.log"});
     }
+    for (const auto& text : {UsageText(), help}) {
+        EXPECT_EQ(text.substr(0, syntax.size() + 3), " \n" + syntax + "\n");
+        EXPECT_EQ(text.substr(text.size() - 2), " \n");
+    }
+    EXPECT_TRUE(testing_support::HasLine(
+        UsageText(),
+        "   -n, --nvme  #                   Physical drive number. Example: 0 for nvme0 or "
+        "PHYSICALDRIVE0 (default: *)"));
+    for (const std::string line :
+         {"   -e, --extended                  Run extended self-test ",
+          "                                   The file to compare must a nvme.info.json file",
+          "   --export                        Export parameter list to parameter_list.json and "
+          "ALL.filter.json"}) {
+        EXPECT_TRUE(testing_support::HasLine(help, line)) << line;
+    }
+    EXPECT_EQ(std::count(UsageText().begin(), UsageText().end(), '\n'), 19);
+    EXPECT_EQ(std::count(help.begin(), help.end(), '\n'), 50);
 }
 
 std::string Invalid(const std::string& argument) {
@@ -189,20 +180,27 @@ TEST(CommandLine, UnparsableNumberIsAnUnhandledException) {
 
 // The trace log opened in the working directory moves to the log directory (made with its parents) once
 // that is known, starting afresh there; the one left behind stays empty and the console has no command line.
+// -x and -v add file detail to both.
 TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
     const std::string earlier = "[2020-01-01 00:00:00.000]  an earlier run\n";
-    for (const std::string dir : {"logs/run/one", "logs"}) {
-        SCOPED_TRACE(dir);
-        const RunResult run = Brantix("-d " + dir, {{"read.cmd.json", CommandFile("read", {}, {"samples"})},
-                                                    {"logs/brantix.trace.log", earlier}});
+    const std::regex detail(
+        "(^|\n)Read JSON data from file 'read\\.cmd\\.json' in \\d+\\.\\d{3} (Milli)?[Ss]econds");
+    for (const auto& [dir, flag] : std::vector<std::pair<std::string, std::string>>{
+             {"logs/run/one", " -x"}, {"logs", ""}, {"logs", " -v"}}) {
+        SCOPED_TRACE(dir + flag);
+        const RunResult run = Brantix(
+            "-d " + dir + flag,
+            {{"read.cmd.json", CommandFile("read", {}, {"samples"})}, {"logs/brantix.trace.log", earlier}});
         EXPECT_EQ(run.exit_code, 16);
         const std::string trace = Messages(run, dir + "/brantix.trace.log");
-        EXPECT_TRUE(std::regex_search(
-            trace, std::regex("^Command '" + std::string(BRANTIX_BINARY) + " -d " + dir + "'\n" + HEADER)))
+        EXPECT_TRUE(std::regex_search(trace, std::regex("^Command '" + std::string(BRANTIX_BINARY) + " -d " +
+                                                        dir + flag + "'\n" + HEADER)))
             << trace;
         EXPECT_TRUE(
             std::regex_search(trace, std::regex(R"(\nFATAL \[\w+@\d+\] \[FAIL\] brantix returned 16\n$)")))
             << trace;
+        EXPECT_EQ(std::regex_search(trace, detail), !flag.empty());
+        EXPECT_EQ(std::regex_search(run.console, detail), !flag.empty());
         EXPECT_EQ(run.Read("logs/brantix.trace.log") == earlier, dir != "logs");
         EXPECT_TRUE(std::regex_search(run.console, std::regex("^" + HEADER)));
         EXPECT_EQ(run.console.find("Command '"), std::string::npos);
@@ -213,47 +211,33 @@ TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
     }
 }
 
-TEST(CommandLine, DebugAndVerboseShowFileDetail) {
-    const auto shows = [](const std::string& text) {
-        return std::regex_search(text, std::regex("(^|\n)Read JSON data from file 'read\\.cmd\\.json' in "
-                                                  "\\d+\\.\\d{3} (Milli)?[Ss]econds"));
-    };
-    for (const auto& [args, shown] :
-         std::vector<std::pair<std::string, bool>>{{"read -x", true}, {"read -v", true}, {"read", false}}) {
-        const RunResult run = Brantix(args, {{"read.cmd.json", CommandFile("read", {}, {"fail limit"})}});
-        EXPECT_EQ(run.exit_code, 16);
-        EXPECT_EQ(shows(run.console), shown) << args << run.console;
-        EXPECT_EQ(shows(Messages(run, "brantix.trace.log")), shown) << args;
-    }
-}
-
-// --export writes the catalogue, then the run goes on.
+// --export writes the catalogue in catalogue order, then the run goes on.
 TEST(CommandLine, ExportWritesTheCatalogueThenGoesOn) {
     const RunResult run = Brantix("--export", {{"read.cmd.json", CommandFile("read", {}, {"rules file"})}});
     EXPECT_EQ(run.exit_code, 16);
     EXPECT_TRUE(testing_support::HasLine(run.console, Missing("rules file", "read")));
-    EXPECT_EQ(FilesIn(run.dir), (std::set<std::string>{"brantix.trace.log", "read.cmd.json",
-                                                       "ALL.filter.json", "parameter_list.json"}));
     orka::ExpandParameterCatalogue();
-    ASSERT_FALSE(orka::PARAMETER_INFO.empty());
     Json::Value filter;
     Json::Value list;
     orka::ReadJsonFile((run.dir / "ALL.filter.json").string(), filter);
     orka::ReadJsonFile((run.dir / "parameter_list.json").string(), list);
-    ASSERT_EQ(filter.getMemberNames(), std::vector<std::string>{"filter"});
-    ASSERT_EQ(list.getMemberNames(), std::vector<std::string>{"parameters"});
-    ASSERT_EQ(filter["filter"].size(), orka::PARAMETER_INFO.size());
-    ASSERT_EQ(list["parameters"].size(), orka::PARAMETER_INFO.size());
-    Json::ArrayIndex i = 0;
+    Json::Value names(Json::arrayValue);
+    Json::Value entries(Json::arrayValue);
     for (const auto& [name, info] : orka::PARAMETER_INFO) {
         EXPECT_EQ(name.find('#'), std::string::npos);
-        EXPECT_EQ(filter["filter"][i].asString(), name);
-        Json::Value entry;
+        names.append(name);
+        Json::Value& entry = entries.append(Json::Value());
         entry["name"] = name;
         entry["description"] = info.description;
         entry["source"] = info.source;
-        EXPECT_EQ(list["parameters"][i++], entry);
     }
+    EXPECT_GT(names.size(), 100u);
+    Json::Value expected_filter;
+    Json::Value expected_list;
+    expected_filter["filter"] = names;
+    expected_list["parameters"] = entries;
+    EXPECT_EQ(filter, expected_filter);
+    EXPECT_EQ(list, expected_list);
 }
 
 }  // namespace

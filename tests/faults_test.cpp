@@ -247,7 +247,7 @@ TEST(Faults, WritesThatFailPartWay) {
     EXPECT_EQ(run.exit_code, 17) << run.console;
     const std::regex spool("Failed writing JSON data to '" + std::filesystem::canonical(run.dir).string() +
                            "/read.summary.json.commands-[0-9]+'");
-    const auto lines = run.ConsoleLines();
+    const auto lines = testing_support::Lines(run.console);
     EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&spool](const std::string& line) {
         return std::regex_match(line, spool);
     })) << run.console;
