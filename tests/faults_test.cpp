@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <regex>
 
@@ -243,12 +242,10 @@ TEST(Faults, WritesThatFailPartWay) {
 
     run = RunBrantixOnProfile("demo", Options("read", R"({"samples": 1000, "log sample rate": 1})"));
     EXPECT_EQ(run.exit_code, 17) << run.console;
-    const std::regex spool("Failed writing JSON data to '" + std::filesystem::canonical(run.dir).string() +
-                           "/read.summary.json.commands-[0-9]+'");
-    const auto lines = testing_support::Lines(run.console);
-    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&spool](const std::string& line) {
-        return std::regex_match(line, spool);
-    })) << run.console;
+    EXPECT_TRUE(std::regex_search(run.console, std::regex("(^|\n)Failed writing JSON data to '" +
+                                                          std::filesystem::canonical(run.dir).string() +
+                                                          "/read\\.summary\\.json\\.commands-[0-9]+'\n")))
+        << run.console;
     EXPECT_TRUE(run.Exists("nvme.info.sample-2.json"));
     EXPECT_FALSE(run.Exists("read.summary.json"));
     ExpectWholeFiles(run.dir);
@@ -357,8 +354,7 @@ TEST(Faults, BrokenInputsAndDrives) {
         EXPECT_TRUE(c.rc != 16 || journal.empty());
         EXPECT_EQ(run.Exists("read.summary.json"), c.command == "read" && (c.rc == 0 || c.rc == 22));
         for (const auto& command : journal) {
-            EXPECT_NE(command["opcode"].asUInt(), 0x14u);
-            EXPECT_NE(command["opcode"].asUInt(), 0x84u);
+            EXPECT_TRUE(command["opcode"].asUInt() != 0x14u && command["opcode"].asUInt() != 0x84u);
         }
     }
 }
