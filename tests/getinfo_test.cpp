@@ -1,7 +1,6 @@
 // The read command run end to end on simulated drives.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <set>
