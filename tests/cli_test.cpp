@@ -2,111 +2,33 @@
 // return codes, seen from outside: the real binary run in a fresh directory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <set>
-#include <vector>
 
 #include "orka.h"
-#include "orka_data.h"
 #include "orka_nvme.h"
 #include "support/simulator.h"
 
 namespace {
 
 using testing_support::CommandFile;
-using testing_support::RunBrantix;
-using testing_support::RunOptions;
 using testing_support::RunResult;
-using Lines = std::vector<std::string>;
+using Files = std::map<std::string, std::string>;
 
 const std::string DASHES(128, '-');
-const std::string HEADER_PATTERN =
-    R"( brantix 0\.9\.8\.0 - \d{4}-\d\d-\d\d - Copyright \(c\) 2026 the brantix authors - website: https://brantix\.example\.org)";
-const std::string STAMP = R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\]  )";
+const std::string HEADER = DASHES +
+                           R"(
+ brantix 0\.9\.8\.0 - \d{4}-\d\d-\d\d - Copyright \(c\) 2026 the brantix authors - website: https://brantix\.example\.org
+)" + DASHES + "\n";
+const std::regex STAMP(R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\]  )");
 
-const Lines BRIEF_USAGE = {
-    " ",
-    " brantix <command file> [-n,--nvme #] [-d,--dir <directory>] [COMMAND-OPTIONS] [-x,-v,-h,-u] [--export]",
-    " ",
-    "   <command file>                  Path to command file with or without .cmd.json extension (default: "
-    "read)",
-    "   -n, --nvme  #                   Physical drive number. Example: 0 for nvme0 or PHYSICALDRIVE0 "
-    "(default: *)",
-    "   -d, --dir  <log directory>      Directory to log results (default: .)",
-    " ",
-    "   -r, --rules <rules file>        Path to rules file with or without .rules.json extension",
-    "   -c, --compare <compare file>    Path to file to compare.  Must include full name with extension.",
-    "   -i, --interval <interval>       Interval in mS between read samples.",
-    "   -s, --samples <samples>         Number of read samples.",
-    " ",
-    "   -e, --extended                  Run extended self-test ",
-    " ",
-    "   -u, --usage                     Display this usage information",
-    "   -h, --help                      Display verbose help information",
-    "   -x                              Extra logging for debug",
-    "   -v                              Verbose logging",
-    " ",
-};
-
-const Lines VERBOSE_HELP = {
-    " ",
-    " brantix <command file> [-n,--nvme #] [-d,--dir <directory>] [COMMAND-OPTIONS] [-x,-v,-h,-u] [--export]",
-    " ",
-    "    <command file>                 Path command file with or without .cmd.json extension",
-    "                                   Example: brantix.exe read ",
-    "                                         Runs read.cmd.json from local directory",
-    "   -n, --nvme #                    Physical drive number. Example: 0 for nvme0 or PHYSICALDRIVE0 "
-    "(default: *)",
-    "                                   Specifying * reads the first nvme drive reported by the OS",
-    "                                   Example: -n 0",
-    "                                      In Windows reads PHYSICALDRIVE0, in linux reads nvme0",
-    "   -d, --dir  <log directory>      Directory to log results",
-    "                                   The default log directory is the local directory: .",
-    "                                   Example: brantix  read ",
-    "                                         Logs to: .",
-    "                                   Example: brantix read  --dir \\results\\mylog",
-    "                                         In Windows logs to: \\results\\mylog",
-    " ",
-    "  COMMAND-OPTIONS for read command type:",
-    " ",
-    "   -r, --rules <rules file>        Path to rules file with or without .rules.json extension",
-    "                                   Only applies to command type read",
-    "                                   Overides the rules file specified in cmd file",
-    "                                   Example: brantix read  -rules new-drive ",
-    "                                         Uses new-drive.rules.json in local directory",
-    "   -c, --compare <compare file>    Path to file to compare.  Must include full name with extension.",
-    "                                   The file to compare must a nvme.info.json file",
-    "                                   Only applies to command type read",
-    "                                   Overides the compare file specified in cmd file",
-    "                                   Linux Example: --compare ./compare_files/nvme.info.json",
-    "                                   Windows Example: --compare "
-    "\\dravoint\\results\\verify-new-drive-001\\nvme.info.json",
-    "   -i, --interval <interval>       Interval in mS between read samples",
-    "                                   Only applies to command type read when reading more than 1 sample",
-    "                                   Overides the rules file specified in cmd file",
-    "   -s, --samples <samples>         Number of read samples ",
-    "                                   Only applies to command type read",
-    "                                   Overides the rules file specified in cmd file",
-    " ",
-    "  COMMAND-OPTIONS for self-test command type:",
-    " ",
-    "   -e, --extended                  Run extended self-test ",
-    "                                   Only applies to command type self-tests",
-    "                                   Overides the rules file specified in cmd file",
-    " ",
-    "   -u, --usage                     Display this usage information",
-    "   -h, --help                      Display verbose help information",
-    "   -x                              Extra logging for debug to console and brantix.trace.log",
-    "   -v                              Verbose logging to console and brantix.trace.log",
-    " ",
-    "   --export                        Export parameter list to parameter_list.json and ALL.filter.json",
-    " ",
-};
-
-std::string ExampleCommandFile(const std::string& name) {
-    return testing_support::ReadFile(std::string(BRANTIX_SOURCE_DIR) + "/commands/" + name);
+RunResult Brantix(const std::string& args, const Files& files = {}) {
+    testing_support::RunOptions options;
+    options.args = testing_support::Words(args);
+    options.files = files;
+    return testing_support::RunBrantix(options);
 }
 
 // Every file under the run directory, as paths relative to it.
@@ -120,318 +42,202 @@ std::set<std::string> FilesIn(const std::filesystem::path& dir) {
     return files;
 }
 
-std::set<std::string> InputsPlusTraceLog(const RunOptions& options) {
-    std::set<std::string> files{"brantix.trace.log"};
-    for (const auto& [name, content] : options.files) {
-        files.insert(name);
+// The messages of a trace log, each of its lines but empty ones checked for its time stamp.
+std::string Messages(const RunResult& run, const std::string& name) {
+    std::string text;
+    for (const auto& line : testing_support::Lines(run.Read(name))) {
+        EXPECT_TRUE(line.empty() || std::regex_match(line.substr(0, 27), STAMP)) << line;
+        text += line.substr(std::min<std::size_t>(27, line.size())) + "\n";
     }
-    return files;
+    return text;
 }
 
-// The header's middle line carries the build date; the others are exact.
-void ExpectHeader(const Lines& lines, std::size_t at) {
-    ASSERT_GE(lines.size(), at + 3);
-    EXPECT_EQ(lines[at], DASHES);
-    EXPECT_TRUE(std::regex_match(lines[at + 1], std::regex(HEADER_PATTERN))) << lines[at + 1];
-    EXPECT_EQ(lines[at + 2], DASHES);
+const std::string& UsageText() {
+    static const std::string text = Brantix("-u").console;
+    return text;
 }
 
-// The line logged once the command file has been read.
-std::string CommandFileLine(const RunResult& run, const std::string& name) {
-    return " Command file:   " + std::filesystem::canonical(run.dir).string() + "/" + name;
-}
-
-// Console of a usage error: [header], [the command file line], brief usage,
-// "USAGE ERROR", message, verdict.
-void ExpectUsageFailure(const RunResult& run, bool header, const Lines& message, int rc,
-                        const std::string& readFile = "") {
-    Lines lines = run.ConsoleLines();
-    std::size_t first = 0;
-    if (header) {
-        ExpectHeader(lines, 0);
-        first = 3;
-    }
-    Lines expected;
-    if (!readFile.empty()) {
-        expected.push_back(CommandFileLine(run, readFile));
-    }
-    expected.insert(expected.end(), BRIEF_USAGE.begin(), BRIEF_USAGE.end());
-    expected.push_back("USAGE ERROR");
-    expected.insert(expected.end(), message.begin(), message.end());
-    expected.push_back("[FAIL] brantix returned " + std::to_string(rc));
-    EXPECT_EQ(Lines(lines.begin() + static_cast<long>(std::min(first, lines.size())), lines.end()), expected)
-        << run.console;
-    EXPECT_EQ(run.exit_code, rc);
-}
-
+// --usage and -h print their texts, also to the trace log, and pass; a help request wins over an unknown
+// argument before it and ends parsing before a missing value.
 TEST(CommandLine, UsageAndHelpPrintTheirTextsAndPass) {
-    struct Case {
-        std::vector<std::string> args;
-        Lines console;
-    };
-    const std::vector<Case> cases = {
-        {{"--usage"}, BRIEF_USAGE},
-        {{"-h"}, VERBOSE_HELP},
-        // An unknown argument is only remembered; a later help request wins.
-        {{"read", "--bogus", "-h"}, VERBOSE_HELP},
-        // Parsing stops at the request: the missing value of -d is never seen.
-        {{"-u", "-d"}, BRIEF_USAGE},
-    };
-    for (const auto& c : cases) {
-        RunOptions options;
-        options.args = c.args;
-        const RunResult run = RunBrantix(options);
-        EXPECT_EQ(run.exit_code, 0) << c.args[0];
-        EXPECT_EQ(run.ConsoleLines(), c.console) << c.args[0];
-        // The texts also land in the trace log, as info records.
-        const Lines trace = run.Lines("brantix.trace.log");
-        ASSERT_EQ(trace.size(), c.console.size());
-        for (std::size_t i = 0; i < trace.size(); ++i) {
-            EXPECT_TRUE(std::regex_match(trace[i], std::regex(STAMP + ".*"))) << trace[i];
-            EXPECT_EQ(trace[i].substr(27), c.console[i]);
-        }
-        EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
+    const std::string syntax =
+        " brantix <command file> [-n,--nvme #] [-d,--dir <directory>] [COMMAND-OPTIONS] [-x,-v,-h,-u] "
+        "[--export]";
+    const std::string help = Brantix("-h").console;
+    for (const auto& [args, text] : std::vector<std::pair<std::string, std::string>>{
+             {"--usage", UsageText()}, {"-u -d", UsageText()}, {"-h", help}, {"read --bogus -h", help}}) {
+        SCOPED_TRACE(args);
+        const RunResult run = Brantix(args);
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_EQ(run.console, text);
+        EXPECT_EQ(Messages(run, "brantix.trace.log"), run.console);
+        EXPECT_EQ(FilesIn(run.dir), std::set<std::string>{"brantix.trace.log"});
     }
-    EXPECT_EQ(BRIEF_USAGE.size(), 19u);
+    for (const auto& text : {UsageText(), help}) {
+        EXPECT_EQ(text.substr(0, syntax.size() + 3), " \n" + syntax + "\n");
+        EXPECT_EQ(text.substr(text.size() - 2), " \n");
+    }
+    EXPECT_TRUE(testing_support::HasLine(
+        UsageText(),
+        "   -n, --nvme  #                   Physical drive number. Example: 0 for nvme0 or "
+        "PHYSICALDRIVE0 (default: *)"));
+    for (const std::string line :
+         {"   -e, --extended                  Run extended self-test ",
+          "                                   The file to compare must a nvme.info.json file",
+          "   --export                        Export parameter list to parameter_list.json and "
+          "ALL.filter.json"}) {
+        EXPECT_TRUE(testing_support::HasLine(help, line)) << line;
+    }
+    EXPECT_EQ(std::count(UsageText().begin(), UsageText().end(), '\n'), 19);
+    EXPECT_EQ(std::count(help.begin(), help.end(), '\n'), 50);
 }
 
-struct Refused {
-    std::vector<std::string> args;
-    Lines message;
-    std::string file = "";  // the one command file in the run directory
-    std::string content = "";
-    bool read = false;  // the command file was read before the error
-    bool header = true;
-};
-
-Lines Invalid(const std::string& argument) {
-    return {"Invalid parameter on command line: '" + argument + "'", ""};
+std::string Invalid(const std::string& argument) {
+    return "Invalid parameter on command line: '" + argument + "'\n";
 }
 
 std::string Missing(const std::string& key, const std::string& type) {
     return "Invalid cmd file, missing parameter '" + key + "' required for '" + type + "' cmd type ";
 }
 
+// The console of a refused run: the header, the command file line once it has been read, the brief usage,
+// "USAGE ERROR", the message and the verdict; only the trace log is written, the inputs stay as they were.
 TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
-    const std::string read = ExampleCommandFile("read.cmd.json");
-    const std::string selftest = ExampleCommandFile("selftest-short.cmd.json");
-    const std::string sanitize = ExampleCommandFile("sanitize-crypto.cmd.json");
+    const std::string read = CommandFile("read");
+    const std::string selftest = CommandFile("selftest-short");
+    const std::string sanitize = CommandFile("sanitize-crypto");
     const auto typed = [](const std::string& type) {
         return CommandFile("read", {R"({"command type": ")" + type + "\"}"});
     };
-    const std::vector<Refused> cases = {
-        {{"--bogus"}, Invalid("--bogus")},
+    const std::string blocked = "Failed to make log directory: <dir>/blocker";
+    const struct {
+        std::string args;
+        std::string message;  // <dir> for the run's folder
+        std::string file = "";
+        std::string content = "";
+        bool read = false;  // the command file was read before the error
+        bool header = true;
+    } cases[] = {
+        {"--bogus", Invalid("--bogus")},
         // the last bad argument wins; only the first argument names the command file
-        {{"read", "-q", "--what"}, Invalid("--what"), "read.cmd.json", read},
-        {{"-e", "mytest"}, Invalid("mytest"), "mytest.cmd.json", read},
-        {{"-x", "-d"}, {"-d is missing a value"}, "", "", false, false},
-        {{}, {"Did not find command file: read.cmd.json", ""}},
-        {{"broken"},
-         {"Failed to parse JSON in command file: broken.cmd.json"},
-         "broken.cmd.json",
-         "{ \"command type\": "},
-        {{"list.cmd.json"},
-         {"Failed to parse JSON in command file: list.cmd.json"},
-         "list.cmd.json",
-         "[1, 2]"},
-        {{"fmt"}, {"cmd file contains illegal cmd type: format"}, "fmt.cmd.json", typed("format"), true},
-        {{"upper"}, {"cmd file contains illegal cmd type: Read"}, "upper.cmd.json", typed("Read"), true},
-        {{},
-         {Missing("read log page 0Dh", "read"), Missing("samples", "read"), Missing("high priority", "read"),
-          ""},
-         "read.cmd.json",
-         CommandFile("read", {}, {"samples", "read log page 0Dh", "high priority"}),
+        {"read -q --what", Invalid("--what"), "read.cmd.json", read},
+        {"-e mytest", Invalid("mytest"), "mytest.cmd.json", read},
+        {"-x -d", "-d is missing a value", "", "", false, false},
+        {"", "Did not find command file: read.cmd.json\n"},
+        // Below a file, a file itself, and an unknown argument reported before the directory failure.
+        {"-d blocker/logs", blocked + "/logs", "blocker", "a file"},
+        {"-d blocker", blocked, "blocker", "a file"},
+        {"-d blocker/logs --bogus", Invalid("--bogus"), "blocker", "a file"},
+        {"fmt", "cmd file contains illegal cmd type: format", "fmt.cmd.json", typed("format"), true},
+        {"upper", "cmd file contains illegal cmd type: Read", "upper.cmd.json", typed("Read"), true},
+        {"",
+         Missing("read log page 0Dh", "read") + "\n" + Missing("samples", "read") + "\n" +
+             Missing("high priority", "read") + "\n",
+         "read.cmd.json", CommandFile("read", {}, {"samples", "read log page 0Dh", "high priority"}), true},
+        {"-e", "Command type read does not use --extended", "read.cmd.json", read, true},
+        {"st -r rules", "Command type self-test does not use rules file", "st.cmd.json", selftest, true},
+        {"sz -c x.json -s 2", "Command type sanitize does not use compare file", "sz.cmd.json", sanitize,
          true},
-        {{"-e"}, {"Command type read does not use --extended"}, "read.cmd.json", read, true},
-        {{"st", "-r", "rules"},
-         {"Command type self-test does not use rules file"},
-         "st.cmd.json",
-         selftest,
+        {"st", "Command type self-test does not use compare file", "st.cmd.json",
+         CommandFile("selftest-short", {R"({"compare file": "old.json"})"}), true},
+        {"st -s 3", "Command type self-test does not use --samples", "st.cmd.json", selftest, true},
+        {"sz.cmd.json --interval 0", "Command type sanitize does not use --interval", "sz.cmd.json", sanitize,
          true},
-        {{"sz", "-c", "x.json", "-s", "2"},
-         {"Command type sanitize does not use compare file"},
-         "sz.cmd.json",
-         sanitize,
-         true},
-        {{"st"},
-         {"Command type self-test does not use compare file"},
-         "st.cmd.json",
-         CommandFile("selftest-short", {R"({"compare file": "old.json"})"}),
-         true},
-        {{"st", "-s", "3"}, {"Command type self-test does not use --samples"}, "st.cmd.json", selftest, true},
-        {{"sz.cmd.json", "--interval", "0"},
-         {"Command type sanitize does not use --interval"},
-         "sz.cmd.json",
-         sanitize,
-         true},
-        {{"sz"},
-         {Missing("sanitize type", "sanitize"), ""},
-         "sz.cmd.json",
-         CommandFile("sanitize-block", {}, {"sanitize type"}),
-         true},
+        {"sz", Missing("sanitize type", "sanitize") + "\n", "sz.cmd.json",
+         CommandFile("sanitize-block", {}, {"sanitize type"}), true},
     };
     for (const auto& c : cases) {
-        RunOptions options;
-        options.args = c.args;
-        if (!c.file.empty()) {
-            options.files[c.file] = c.content;
+        SCOPED_TRACE(c.args);
+        const Files inputs = c.file.empty() ? Files{} : Files{{c.file, c.content}};
+        const RunResult run = Brantix(c.args, inputs);
+        const std::string dir = std::filesystem::canonical(run.dir).string();
+        const std::string tail = (c.read ? " Command file:   " + dir + "/" + c.file + "\n" : "") +
+                                 UsageText() + "USAGE ERROR\n" + testing_support::WithDir(c.message, dir) +
+                                 "\n[FAIL] brantix returned 16\n";
+        std::smatch header;
+        const bool headed = std::regex_search(run.console, header, std::regex("^" + HEADER));
+        EXPECT_EQ(headed, c.header) << run.console;
+        EXPECT_EQ(run.console.substr(headed ? header.length() : 0), tail);
+        EXPECT_EQ(run.exit_code, 16);
+        std::set<std::string> files{"brantix.trace.log"};
+        for (const auto& [name, content] : inputs) {
+            files.insert(name);
+            EXPECT_EQ(run.Read(name), content);
         }
-        const RunResult run = RunBrantix(options);
-        SCOPED_TRACE(run.console);
-        ExpectUsageFailure(run, c.header, c.message, 16, c.read ? c.file : "");
-        EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
+        EXPECT_EQ(FilesIn(run.dir), files);
     }
 }
 
 TEST(CommandLine, UnparsableNumberIsAnUnhandledException) {
-    RunOptions options;
-    options.args = {"-s", "many"};
-    const RunResult run = RunBrantix(options);
+    const RunResult run = Brantix("-s many");
     EXPECT_EQ(run.exit_code, 17);
-    const Lines lines = run.ConsoleLines();
-    ASSERT_EQ(lines.size(), 5u) << run.console;
-    EXPECT_EQ(lines[0], "");
-    EXPECT_EQ(lines[1], "Unhandled Exception:");
-    EXPECT_EQ(lines[2], "stoi");
-    EXPECT_TRUE(std::regex_match(lines[3], std::regex(R"( @ Main:  source/brantix \d+)"))) << lines[3];
-    EXPECT_EQ(lines[4], "[FAIL] brantix returned 17");
+    EXPECT_TRUE(std::regex_match(
+        run.console,
+        std::regex(
+            "\nUnhandled Exception:\nstoi\n @ Main:  source/brantix \\d+\n\\[FAIL\\] brantix returned 17\n")))
+        << run.console;
 }
 
+// The trace log opened in the working directory moves to the log directory (made with its parents) once
+// that is known, starting afresh there; the one left behind stays empty and the console has no command line.
+// -x and -v add file detail to both.
 TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
-    RunOptions options;
-    options.args = {"-d", "logs/run/one"};
-    options.files = {{"read.cmd.json", CommandFile("read", {}, {"samples"})}};
-    const RunResult run = RunBrantix(options);
-    EXPECT_EQ(run.exit_code, 16);
-    ASSERT_TRUE(run.Exists("logs/run/one/brantix.trace.log"));
-    const Lines trace = run.Lines("logs/run/one/brantix.trace.log");
-    ASSERT_GE(trace.size(), 4u);
-    EXPECT_TRUE(
-        std::regex_match(trace[0], std::regex(STAMP + "Command '" + BRANTIX_BINARY + " -d logs/run/one'")))
-        << trace[0];
-    EXPECT_EQ(trace[1].substr(27), DASHES);
-    EXPECT_TRUE(std::regex_match(trace[2], std::regex(STAMP + HEADER_PATTERN))) << trace[2];
-    EXPECT_EQ(trace[3].substr(27), DASHES);
-    EXPECT_TRUE(std::regex_match(trace.back(),
-                                 std::regex(STAMP + R"(FATAL \[\w+@\d+\] \[FAIL\] brantix returned 16)")))
-        << trace.back();
-    // The command line record is for the file only.
-    EXPECT_EQ(run.console.find("Command '"), std::string::npos);
-    ExpectHeader(run.ConsoleLines(), 0);
-    // The file opened first in the working directory stays, empty.
-    EXPECT_EQ(run.Read("brantix.trace.log"), "");
-    EXPECT_EQ(FilesIn(run.dir), (std::set<std::string>{"brantix.trace.log", "read.cmd.json",
-                                                       "logs/run/one/brantix.trace.log"}));
-}
-
-TEST(CommandLine, SecondRunStartsAFreshTraceLog) {
-    const auto logs = testing_support::MakeTempDir("logs");
-    const std::string old = "[2020-01-01 00:00:00.000]  an earlier run\n";
-    std::ofstream(logs / "brantix.trace.log") << old;
-    RunOptions options;
-    options.args = {"nosuch", "-d", logs.string()};
-    const RunResult run = RunBrantix(options);
-    EXPECT_EQ(run.exit_code, 16);
-    const std::string trace = testing_support::ReadFile(logs / "brantix.trace.log");
-    EXPECT_EQ(trace.find("an earlier run"), std::string::npos);
-    EXPECT_EQ(trace.rfind("[", 0), 0u);
-    EXPECT_NE(trace.find("Command '"), std::string::npos);
-    EXPECT_NE(trace.find("Did not find command file: nosuch.cmd.json"), std::string::npos);
-    std::filesystem::remove_all(logs);
-    std::filesystem::remove_all(run.dir);
-}
-
-TEST(CommandLine, LogDirectoryThatCannotBeMade) {
-    // Below a file, and a file itself (which exists, but takes no trace log).
-    for (const std::string logs : {"blocker/logs", "blocker"}) {
-        RunOptions options;
-        options.args = {"-d", logs};
-        options.files = {{"blocker", "a file, not a directory"}};
-        const RunResult run = RunBrantix(options);
-        const std::string dir = std::filesystem::canonical(run.dir).string();
-        ExpectUsageFailure(run, true, {"Failed to make log directory: " + dir + "/" + logs}, 16);
-        // The trace log stays in the working directory.
-        const Lines trace = run.Lines("brantix.trace.log");
-        ASSERT_FALSE(trace.empty());
-        EXPECT_TRUE(std::regex_match(trace[0], std::regex(STAMP + "Command '.* -d " + logs + "'")))
-            << trace[0];
-        EXPECT_EQ(FilesIn(run.dir), InputsPlusTraceLog(options));
-        EXPECT_EQ(run.Read("blocker"), "a file, not a directory");
-    }
-
-    // An unknown argument is reported before the directory failure.
-    RunOptions options;
-    options.args = {"-d", "blocker/logs", "--bogus"};
-    options.files = {{"blocker", "a file, not a directory"}};
-    ExpectUsageFailure(RunBrantix(options), true, {"Invalid parameter on command line: '--bogus'", ""}, 16);
-}
-
-TEST(CommandLine, DebugSwitchShowsFileDetail) {
-    struct Case {
-        std::vector<std::string> args;
-        bool debug;
-    };
-    const std::vector<Case> cases = {{{"read", "-x"}, true}, {{"read", "-v"}, true}, {{"read"}, false}};
-    for (const auto& c : cases) {
-        RunOptions options;
-        options.args = c.args;
-        options.files = {{"read.cmd.json", CommandFile("read", {}, {"fail limit"})}};
-        const RunResult run = RunBrantix(options);
+    const std::string earlier = "[2020-01-01 00:00:00.000]  an earlier run\n";
+    const std::regex detail(
+        "(^|\n)Read JSON data from file 'read\\.cmd\\.json' in \\d+\\.\\d{3} (Milli)?[Ss]econds");
+    for (const auto& [dir, flag] : std::vector<std::pair<std::string, std::string>>{
+             {"logs/run/one", " -x"}, {"logs", ""}, {"logs", " -v"}}) {
+        SCOPED_TRACE(dir + flag);
+        const RunResult run = Brantix(
+            "-d " + dir + flag,
+            {{"read.cmd.json", CommandFile("read", {}, {"samples"})}, {"logs/brantix.trace.log", earlier}});
         EXPECT_EQ(run.exit_code, 16);
-        const std::regex line(
-            R"(Read JSON data from file 'read\.cmd\.json' in \d+\.\d{3} (Milli)?[Ss]econds.*)");
-        bool onConsole = false;
-        for (const auto& text : run.ConsoleLines()) {
-            onConsole = onConsole || std::regex_match(text, line);
-        }
-        bool inFile = false;
-        for (const auto& text : run.Lines("brantix.trace.log")) {
-            inFile = inFile || (text.size() > 27 && std::regex_match(text.substr(27), line));
-        }
-        EXPECT_EQ(onConsole, c.debug) << run.console;
-        EXPECT_EQ(inFile, c.debug);
+        const std::string trace = Messages(run, dir + "/brantix.trace.log");
+        EXPECT_TRUE(std::regex_search(trace, std::regex("^Command '" + std::string(BRANTIX_BINARY) + " -d " +
+                                                        dir + flag + "'\n" + HEADER)))
+            << trace;
+        EXPECT_TRUE(
+            std::regex_search(trace, std::regex(R"(\nFATAL \[\w+@\d+\] \[FAIL\] brantix returned 16\n$)")))
+            << trace;
+        EXPECT_EQ(std::regex_search(trace, detail), !flag.empty());
+        EXPECT_EQ(std::regex_search(run.console, detail), !flag.empty());
+        EXPECT_EQ(run.Read("logs/brantix.trace.log") == earlier, dir != "logs");
+        EXPECT_TRUE(std::regex_search(run.console, std::regex("^" + HEADER)));
+        EXPECT_EQ(run.console.find("Command '"), std::string::npos);
+        EXPECT_EQ(run.Read("brantix.trace.log"), "");
+        EXPECT_EQ(FilesIn(run.dir),
+                  (std::set<std::string>{"brantix.trace.log", "read.cmd.json", "logs/brantix.trace.log",
+                                         dir + "/brantix.trace.log"}));
     }
 }
 
+// --export writes the catalogue in catalogue order, then the run goes on.
 TEST(CommandLine, ExportWritesTheCatalogueThenGoesOn) {
-    RunOptions options;
-    options.args = {"--export"};
-    const RunResult run = RunBrantix(options);
-    ExpectUsageFailure(run, true, {"Did not find command file: read.cmd.json", ""}, 16);
-    EXPECT_EQ(FilesIn(run.dir),
-              (std::set<std::string>{"brantix.trace.log", "ALL.filter.json", "parameter_list.json"}));
-
+    const RunResult run = Brantix("--export", {{"read.cmd.json", CommandFile("read", {}, {"rules file"})}});
+    EXPECT_EQ(run.exit_code, 16);
+    EXPECT_TRUE(testing_support::HasLine(run.console, Missing("rules file", "read")));
     orka::ExpandParameterCatalogue();
-    ASSERT_FALSE(orka::PARAMETER_INFO.empty());
     Json::Value filter;
     Json::Value list;
     orka::ReadJsonFile((run.dir / "ALL.filter.json").string(), filter);
     orka::ReadJsonFile((run.dir / "parameter_list.json").string(), list);
-    ASSERT_EQ(filter.getMemberNames(), std::vector<std::string>{"filter"});
-    ASSERT_EQ(list.getMemberNames(), std::vector<std::string>{"parameters"});
-    ASSERT_EQ(filter["filter"].size(), 1137u);
-    ASSERT_EQ(filter["filter"].size(), orka::PARAMETER_INFO.size());
-    ASSERT_EQ(list["parameters"].size(), orka::PARAMETER_INFO.size());
-    Json::ArrayIndex i = 0;
+    Json::Value names(Json::arrayValue);
+    Json::Value entries(Json::arrayValue);
     for (const auto& [name, info] : orka::PARAMETER_INFO) {
         EXPECT_EQ(name.find('#'), std::string::npos);
-        EXPECT_EQ(filter["filter"][i].asString(), name);
-        Json::Value entry;
+        names.append(name);
+        Json::Value& entry = entries.append(Json::Value());
         entry["name"] = name;
         entry["description"] = info.description;
         entry["source"] = info.source;
-        EXPECT_EQ(list["parameters"][i], entry);
-        ++i;
     }
-
-    // Run from a directory holding a command file, the run carries on past the export.
-    options.files = {{"read.cmd.json", CommandFile("read", {}, {"rules file"})}};
-    const RunResult goesOn = RunBrantix(options);
-    ExpectUsageFailure(goesOn, true,
-                       {"Invalid cmd file, missing parameter 'rules file' required for 'read' cmd type ", ""},
-                       16, "read.cmd.json");
-    EXPECT_TRUE(goesOn.Exists("ALL.filter.json"));
-    EXPECT_TRUE(goesOn.Exists("parameter_list.json"));
+    EXPECT_GT(names.size(), 100u);
+    Json::Value expected_filter;
+    Json::Value expected_list;
+    expected_filter["filter"] = names;
+    expected_list["parameters"] = entries;
+    EXPECT_EQ(filter, expected_filter);
+    EXPECT_EQ(list, expected_list);
 }
 
 }  // namespace

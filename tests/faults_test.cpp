@@ -4,10 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <map>
 #include <regex>
 
 #include "support/parameters.h"
@@ -15,38 +12,22 @@
 
 namespace {
 
+using testing_support::HasLine;
 using testing_support::ParseJson;
+using testing_support::RunBrantixOnProfile;
 using testing_support::RunOptions;
-using testing_support::SimulatedRun;
+using testing_support::WithDir;
 
-// commands/<name>.cmd.json with `changes` laid over it; reads take one quick sample of the rich drive.
-std::string CommandFile(const std::string& name, const std::string& changes = "{}") {
-    std::ifstream in(std::string(BRANTIX_SOURCE_DIR) + "/commands/" + name + ".cmd.json");
-    Json::Value command = ParseJson(std::string(std::istreambuf_iterator<char>(in), {}));
-    if (name == "read") {
-        command["log hex data"] = false;
-        command["read system data"] = false;
-        command["interval in ms"] = 0;
-    }
-    const Json::Value overrides = ParseJson(changes);
-    for (const auto& key : overrides.getMemberNames()) {
-        command[key] = overrides[key];
-    }
-    return command.toStyledString();
-}
-
-// Options running `name` (as x.cmd.json) with the simulator's clock sped up.
+// Runs commands/<name>.cmd.json (as x.cmd.json) with `changes` laid over it and the simulator's clock
+// sped up; reads take one quick sample.
 RunOptions Options(const std::string& name, const std::string& changes = "{}",
                    const std::string& drive = "") {
+    const std::string quick = R"({"log hex data": false, "read system data": false, "interval in ms": 0})";
     RunOptions options;
-    options.files["x.cmd.json"] = CommandFile(name, changes);
+    options.files["x.cmd.json"] = testing_support::CommandFile(name, {name == "read" ? quick : "", changes});
     options.args = {"x"};
     options.env = {{"BRANTIX_SIM_TIME_SCALE", "50"}, {"BRANTIX_SIM_DRIVE", drive}};
     return options;
-}
-
-bool HasLine(const std::string& text, const std::string& line) {
-    return ("\n" + text + "\n").find("\n" + line + "\n") != std::string::npos;
 }
 
 // Every JSON file under `dir` but the input `given` parses, and nothing is left under a temporary name.
@@ -56,28 +37,21 @@ void ExpectWholeFiles(const std::filesystem::path& dir, const std::string& given
         EXPECT_EQ(name.find(".partial-"), std::string::npos) << name;
         EXPECT_EQ(name.find(".commands-"), std::string::npos) << name;
         if (entry.is_regular_file() && entry.path().extension() == ".json" && name != given) {
-            std::ifstream in(entry.path());
-            EXPECT_NO_THROW(ParseJson(std::string(std::istreambuf_iterator<char>(in), {}))) << name;
+            EXPECT_NO_THROW(ParseJson(testing_support::ReadFile(entry.path()))) << name;
         }
     }
 }
 
-// `text` with "<dir>" standing for `dir`.
-std::string WithDir(std::string text, const std::filesystem::path& dir) {
-    const auto at = text.find("<dir>");
-    return at == std::string::npos ? text : text.replace(at, 5, dir.string());
-}
-
-Json::Value JsonFile(const SimulatedRun& run, const std::string& name) {
+Json::Value JsonFile(const testing_support::SimulatedRun& run, const std::string& name) {
     return ParseJson(run.Read(name));
 }
 
 // Each admin command of a read sample failing alone, by errno and by NVMe status.
 TEST(Faults, EachCommandOfASampleFailingAlone) {
-    const std::string serial = "RICH14000000000042  ";
     struct Case {
         std::string selector;
         std::string status;                      // "read status"; the sample passes on "All commands passed"
+        std::string absent = "";                 // a parameter the failed command would have given
         std::string witness = "Power On Hours";  // a parameter another command gave, and its value
         std::string value = "8,760";
     };
@@ -85,10 +59,11 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
         // The simulator selects Identify by opcode: the controller's fault fails every Identify, and
         // the namespaces are then not read, as the drive reports none.
         {"opcode=0x06", "Identify Controller failed"},
-        {"opcode=0x06,after=1", "Identify Namespace 1 failed"},
+        {"opcode=0x06,after=1", "Identify Namespace 1 failed", "Size"},
         // A drive that cannot list its active namespaces is allowed to: the size is namespace 1's.
-        {"opcode=0x06,after=2", "All commands passed", "Size", "2000398934016 Bytes"},
-        {"opcode=0x02,log=2", "Get Log Page 0x02 failed", "Serial Number (SN)", serial},
+        {"opcode=0x06,after=2", "All commands passed", "", "Size", "2000398934016 Bytes"},
+        {"opcode=0x02,log=2", "Get Log Page 0x02 failed", "Power On Hours", "Serial Number (SN)",
+         "RICH14000000000042  "},
         // A later piece of the telemetry log, the read after the event log's context is established,
         // the last temperature threshold.
         {"opcode=0x02,log=7,after=2", "Get Log Page 0x07 failed"},
@@ -100,137 +75,138 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
         cases.push_back({"opcode=0x02,log=" + id, "Get Log Page " + id + " failed"});
     }
     for (const unsigned int feature : {1, 2, 4, 5, 6, 8, 10, 11, 12, 13, 14, 15, 16, 17}) {
-        cases.push_back({"opcode=0x0A,feature=" + std::to_string(feature),
-                         "Get Feature " + std::to_string(feature) + " failed"});
+        const std::string id = std::to_string(feature);
+        cases.push_back({"opcode=0x0A,feature=" + id, "Get Feature " + id + " failed"});
     }
-    const std::pair<std::string, int> ways[] = {{"errno=5", 5}, {"status=0x4002", 0x4002}};
     for (const auto& c : cases) {
-        for (const auto& [way, code] : ways) {
-            const std::string faults = c.selector + "," + way;
-            SCOPED_TRACE(faults);
+        for (const auto& [way, code] :
+             {std::pair<std::string, int>{"errno=5", 5}, {"status=0x4002", 0x4002}}) {
+            SCOPED_TRACE(c.selector + "," + way);
             const bool passes = c.status == "All commands passed";
-            const auto run = testing_support::RunBrantixOnProfile("rich-1.4", Options("read"), faults);
+            const auto run = RunBrantixOnProfile("rich-1.4", Options("read"), c.selector + "," + way);
             EXPECT_EQ(run.exit_code, passes ? 0 : 22) << run.console;
             const Json::Value info = JsonFile(run, "nvme.info.json");
-            EXPECT_EQ(info["_metadata"]["read status"].asString(), c.status);
-            EXPECT_EQ(testing_support::ParameterValue(info, c.witness), c.value);
-            // The first refused command carries the errno or the status as its return code, and the
-            // summary keeps the same command records.
-            for (const auto& command : info["_metadata"]["commands"]) {
-                if (command["return code"].asInt() != 0) {
-                    EXPECT_EQ(command["return code"].asInt(), code);
-                    break;
-                }
-            }
             const Json::Value summary = JsonFile(run, "read.summary.json");
-            EXPECT_EQ(summary["command times"], info["_metadata"]["commands"]);
-            EXPECT_EQ(summary["read details"]["sample"][0]["message"].asString(),
-                      passes ? "PASSED" : "Sample 1 failed read");
-            EXPECT_EQ(summary["_cmd"]["message"].asString(), passes ? " No errors found " : " Found errors");
+            EXPECT_EQ(info["_metadata"]["read status"].asString() + "|" +
+                          summary["read details"]["sample"][0]["message"].asString(),
+                      c.status + "|" + (passes ? "PASSED" : "Sample 1 failed read"));
+            EXPECT_EQ(testing_support::ParameterValue(info, c.witness), c.value);
+            EXPECT_TRUE(c.absent.empty() ||
+                        testing_support::ParameterValue(info, c.absent) == testing_support::ABSENT);
+            // The first refused command carries the errno or the status as its return code.
+            int first = 0;
+            for (const auto& command : info["_metadata"]["commands"]) {
+                first = first != 0 ? first : command["return code"].asInt();
+            }
+            EXPECT_EQ(first, code);
         }
     }
 }
 
-// The drive vanishing part way through each command type, or refusing the operations' Identify.
-TEST(Faults, DriveVanishes) {
+// Runs cut short: the drive vanishing part way ("vanish=N": gone after N commands) or refusing the
+// operations' Identify, Ctrl-C at each phase of an operation (once the journal shows `count` commands with
+// `opcode`; the Ctrl-C once it has started is among each operation's own cases), and log directories that
+// cannot be made or take no file (a log directory below a file is among the refused command lines).
+TEST(Faults, RunsCutShort) {
+    const std::string aborted = " SELF-TEST PASSED";
+    const std::string monitoring = "Sanitize monitoring was interrupted; the drive goes on sanitizing";
+    const std::string unwritable = "Failed writing JSON data to '<dir>/";
+    const std::string ctrl_c = " <CTRL C> detected, gracefully exiting";
     const struct {
         std::string command;
         std::string faults;
-        unsigned int after;  // commands before the drive is gone; 0: it stays
+        unsigned int opcode;
+        unsigned int count;
+        std::string blocker;  // -d /proc, or a folder where this file of the log directory goes
         int rc;
         std::string message;
+        std::string started = "";  // with Ctrl-C: cdw10 of the self-test or sanitize commands sent
     } cases[] = {
         // Three Identify commands, log pages 01h to 06h and the telemetry header; its data is lost.
-        {"read", "vanish=10", 10, 22, " Found errors"},
+        {"read", "vanish=10", 0, 0, "", 22, " Found errors"},
         // Identify, the self-test log and the SMART log, then the start is lost.
-        {"selftest-short", "vanish=3", 3, 31, "Self-test did NOT start"},
-        {"selftest-short", "vanish=4", 4, 33, " SELF-TEST FAILED"},
-        {"sanitize-block", "vanish=3", 3, 43, "Sanitize did NOT start"},
-        {"sanitize-block", "vanish=4", 4, 44, " SANITIZE FAILED"},
+        {"selftest-short", "vanish=3", 0, 0, "", 31, "Self-test did NOT start"},
+        {"selftest-short", "vanish=4", 0, 0, "", 33, " SELF-TEST FAILED"},
+        {"sanitize-block", "vanish=3", 0, 0, "", 43, "Sanitize did NOT start"},
+        {"sanitize-block", "vanish=4", 0, 0, "", 44, " SANITIZE FAILED"},
         // Without Identify nothing is known of the drive's support: no verdict on it.
-        {"selftest-short", "opcode=0x06,errno=19", 0, 17, "Failed to read Identify Controller"},
-        {"sanitize-block", "opcode=0x06,errno=19", 0, 16, "Failed to read Identify Controller"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.command + " " + c.faults);
-        const auto run = testing_support::RunBrantixOnProfile("demo", Options(c.command), c.faults);
-        EXPECT_EQ(run.exit_code, c.rc) << run.console;
-        EXPECT_TRUE(HasLine(run.console, c.message)) << run.console;
-        ExpectWholeFiles(run.dir);
-        const auto journal = run.Journal();
-        for (std::size_t i = 0; c.after != 0 && i < journal.size(); ++i) {
-            EXPECT_EQ(journal[i]["errno"].asInt(), i < c.after ? 0 : 19) << i;
-        }
-        EXPECT_GT(journal.size(), c.after);
-    }
-    const Json::Value info = JsonFile(
-        testing_support::RunBrantixOnProfile("demo", Options("read"), "vanish=10"), "nvme.info.json");
-    EXPECT_EQ(
-        info["_metadata"]["read status"].asString(),
-        "Get Log Page 0x07, Get Log Page 0x08, Get Log Page 0x0D, Get Feature 1, Get Feature 2, Get Feature "
-        "4, Get Feature 5, Get Feature 6, Get Feature 8, Get Feature 10, Get Feature 11, Get Feature 12, "
-        "Get Feature 13, Get Feature 14, Get Feature 15, Get Feature 16, Get Feature 17 failed");
-    EXPECT_EQ(testing_support::ParameterValue(info, "Power On Hours"), "8,760");
-}
-
-// Ctrl-C at each phase of each command type, sent once the journal shows a given command.
-TEST(Faults, CtrlCAtEachPhase) {
-    // The read's Identify, log pages and features of sample 1, and the first feature of sample 2: the
-    // sample in hand is finished, written and recorded; the verdict counts those before it.
-    for (const auto& [opcode, count] :
-         std::vector<std::pair<unsigned int, unsigned int>>{{0x06, 1}, {0x02, 1}, {0x0A, 1}, {0x0A, 24}}) {
-        SCOPED_TRACE(std::to_string(opcode) + " " + std::to_string(count));
-        const auto run = testing_support::RunBrantixInterrupted(
-            "demo", Options("read", R"({"samples": 100000, "log sample rate": 0})"), opcode, count);
-        EXPECT_EQ(run.exit_code, 0) << run.console;
-        EXPECT_TRUE(HasLine(run.console, " <CTRL C> detected, gracefully exiting")) << run.console;
-        ExpectWholeFiles(run.dir);
-        const Json::Value summary = JsonFile(run, "read.summary.json");
-        const unsigned int taken = summary["read details"]["sample"].size();
-        EXPECT_GE(taken, count == 1 ? 1u : 2u);
-        EXPECT_EQ(summary["_cmd"]["message"].asString(),
-                  " No errors found on " + std::to_string(taken - 1) + " samples");
-        EXPECT_TRUE(run.Exists("nvme.info.sample-" + std::to_string(taken) + ".json"));
-    }
-    const std::string aborted = " SELF-TEST PASSED";
-    const std::string monitoring = "Sanitize monitoring was interrupted; the drive goes on sanitizing";
-    const struct {
-        std::string command;
-        unsigned int opcode;  // the command that triggers Ctrl-C, and how many of them
-        unsigned int count;
-        int rc;
-        std::string message;
-        std::string started;  // cdw10 of the self-test or sanitize commands sent
-    } cases[] = {
-        // Identify, the start, and a poll of the self-test log: the test is aborted.
-        {"selftest-short", 0x06, 1, 0, aborted, "1,15"},
-        {"selftest-short", 0x14, 1, 0, aborted, "1,15"},
-        {"selftest-short", 0x02, 5, 0, aborted, "1,15"},
-        // The start, and a poll of the status log: the sanitize goes on.
-        {"sanitize-block", 0x84, 1, 44, monitoring, "2"},
-        {"sanitize-block", 0x02, 5, 44, monitoring, "2"},
+        {"selftest-short", "opcode=0x06,errno=19", 0, 0, "", 17, "Failed to read Identify Controller"},
+        {"sanitize-block", "opcode=0x06,errno=19", 0, 0, "", 16, "Failed to read Identify Controller"},
+        // Identify, and a poll of the self-test log: the test is aborted.
+        {"selftest-short", "", 0x06, 1, "", 0, aborted, "1,15"},
+        {"selftest-short", "", 0x02, 5, "", 0, aborted, "1,15"},
+        // A poll of the status log: the sanitize goes on.
+        {"sanitize-block", "", 0x02, 5, "", 44, monitoring, "2"},
         // Identify: before the start a sanitize is never sent, but the window is too short to hit
         // every time; a run that started it must show the monitoring interrupted.
-        {"sanitize-block", 0x06, 1, 43, "Sanitize did NOT start: interrupted", ""},
+        {"sanitize-block", "", 0x06, 1, "", 43, "Sanitize did NOT start: interrupted", ""},
+        // A read's Identify, log pages and features of sample 1, and the first feature of sample 2: the
+        // sample
+        // in hand is finished, written and recorded; the verdict counts those before it.
+        {"read", "", 0x06, 1, "", 0, ctrl_c},
+        {"read", "", 0x02, 1, "", 0, ctrl_c},
+        {"read", "", 0x0A, 1, "", 0, ctrl_c},
+        {"read", "", 0x0A, 24, "", 0, ctrl_c},
+        {"read", "", 0, 0, "/proc", 16, "Failed to make log directory: /proc"},
+        {"read", "", 0, 0, "read.summary.json", 17, unwritable + "read.summary.json': Is a directory"},
+        {"read", "", 0, 0, "nvme.info.json", 17, unwritable + "nvme.info.json': Is a directory"},
+        {"selftest-short", "", 0, 0, "selftest.summary.json", 17,
+         unwritable + "selftest.summary.json': Is a directory"},
+        {"sanitize-block", "", 0, 0, "sanitize.summary.json", 17,
+         unwritable + "sanitize.summary.json': Is a directory"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.command + " " + std::to_string(c.opcode) + " " + std::to_string(c.count));
-        const auto run = testing_support::RunBrantixInterrupted(
-            "demo",
-            Options(c.command, "{}", R"({"self-test": {"polls": 3000}, "sanitize": {"polls": 3000}})"),
-            c.opcode, c.count);
+        SCOPED_TRACE(c.command + " " + c.faults + " " + std::to_string(c.opcode) + " " + c.blocker);
+        const testing_support::TempFolder logs("faults");
+        const std::string polls = R"({"self-test": {"polls": 3000}, "sanitize": {"polls": 3000}})";
+        const bool endless = c.command == "read" && c.opcode != 0;
+        RunOptions options =
+            Options(c.command, endless ? R"({"samples": 100000, "log sample rate": 0})" : "{}",
+                    c.opcode == 0 ? "" : polls);
+        if (c.blocker == "/proc") {
+            options.args.insert(options.args.end(), {"-d", "/proc"});
+        } else if (!c.blocker.empty()) {
+            options.args.insert(options.args.end(), {"-d", logs.dir.string()});
+            std::filesystem::create_directory(logs.dir / c.blocker);
+        }
+        const auto run = c.opcode == 0
+                             ? RunBrantixOnProfile("demo", options, c.faults)
+                             : testing_support::RunBrantixInterrupted("demo", options, c.opcode, c.count);
         ExpectWholeFiles(run.dir);
+        ExpectWholeFiles(logs.dir);
+        const auto journal = run.Journal();
         std::string started;
-        for (const auto& command : run.Journal()) {
+        for (const auto& command : journal) {
             const unsigned int opcode = command["opcode"].asUInt();
             if (opcode == 0x14 || opcode == 0x84) {
                 started += (started.empty() ? "" : ",") + command["cdw10"].asString();
             }
         }
-        const bool raced = c.rc == 43 && started == "2";
-        EXPECT_EQ(started, raced ? "2" : c.started);
+        const bool raced = c.rc == 43 && c.opcode != 0 && started == "2";
         EXPECT_EQ(run.exit_code, raced ? 44 : c.rc) << run.console;
-        EXPECT_TRUE(HasLine(run.console, raced ? monitoring : c.message)) << run.console;
+        EXPECT_TRUE(HasLine(run.console, WithDir(raced ? monitoring : c.message, logs.dir))) << run.console;
+        EXPECT_TRUE(c.opcode == 0 || started == (raced ? "2" : c.started)) << started;
+        if (endless) {
+            const Json::Value summary = JsonFile(run, "read.summary.json");
+            const unsigned int taken = summary["read details"]["sample"].size();
+            EXPECT_GE(taken, c.count == 1 ? 1u : 2u);
+            EXPECT_EQ(summary["_cmd"]["message"].asString(),
+                      " No errors found on " + std::to_string(taken - 1) + " samples");
+            for (const auto& sample : {std::string("1"), std::to_string(taken)}) {
+                EXPECT_EQ(JsonFile(run, "nvme.info.sample-" + sample + ".json")["_metadata"]["result"],
+                          "PASS");
+            }
+        }
+        if (c.command == "read" && !c.faults.empty()) {
+            const Json::Value info = JsonFile(run, "nvme.info.json");
+            EXPECT_EQ(
+                info["_metadata"]["read status"].asString(),
+                "Get Log Page 0x07, Get Log Page 0x08, Get Log Page 0x0D, Get Feature 1, Get Feature 2, "
+                "Get Feature 4, Get Feature 5, Get Feature 6, Get Feature 8, Get Feature 10, Get Feature 11, "
+                "Get Feature 12, Get Feature 13, Get Feature 14, Get Feature 15, Get Feature 16, Get "
+                "Feature 17 failed");
+            EXPECT_EQ(testing_support::ParameterValue(info, "Power On Hours"), "8,760");
+        }
     }
 }
 
@@ -246,81 +222,39 @@ struct FileSizeLimit {
     rlimit saved{};
 };
 
-// Log directories that cannot be made or written, and writes that fail part way.
-TEST(Faults, LogDirectoryAndFileWrites) {
-    const struct {
-        std::string command;
-        std::string dir;      // -d, below the test's folder <dir>, which holds a file "blocker"
-        std::string blocker;  // a folder standing where this file of the log directory goes
-        int rc;
-        std::string message;
-    } cases[] = {
-        {"selftest-short", "<dir>/blocker/logs", "", 16, "Failed to make log directory: <dir>/blocker/logs"},
-        {"read", "/proc", "", 16, "Failed to make log directory: /proc"},
-        {"read", "<dir>", "read.summary.json", 17,
-         "Failed writing JSON data to '<dir>/read.summary.json': Is a directory"},
-        {"read", "<dir>", "nvme.info.json", 17,
-         "Failed writing JSON data to '<dir>/nvme.info.json': Is a directory"},
-        {"selftest-short", "<dir>", "selftest.summary.json", 17,
-         "Failed writing JSON data to '<dir>/selftest.summary.json': Is a directory"},
-        {"sanitize-block", "<dir>", "sanitize.summary.json", 17,
-         "Failed writing JSON data to '<dir>/sanitize.summary.json': Is a directory"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.command + " " + c.blocker);
-        const testing_support::TempFolder logs("faults");
-        logs.Write("blocker", "a file");
-        if (!c.blocker.empty()) {
-            std::filesystem::create_directory(logs.dir / c.blocker);
-        }
-        RunOptions options = Options(c.command);
-        options.args.insert(options.args.end(), {"-d", WithDir(c.dir, logs.dir)});
-        const auto run = testing_support::RunBrantixOnProfile("demo", options);
-        EXPECT_EQ(run.exit_code, c.rc) << run.console;
-        EXPECT_TRUE(HasLine(run.console, WithDir(c.message, logs.dir))) << run.console;
-        ExpectWholeFiles(logs.dir);
-        ExpectWholeFiles(run.dir);
-    }
-
-    // A file size limit: a complete run's files survive a second run whose first write fails, and a
-    // long run that hits the limit part way keeps the samples written before it.
+// A file size limit: a complete run's files survive a second run whose first write fails, and a long run
+// that hits the limit part way keeps the samples written before it.
+TEST(Faults, WritesThatFailPartWay) {
     const testing_support::TempFolder logs("faults");
     RunOptions options = Options("read", R"({"log hex data": true})");
     options.args.insert(options.args.end(), {"-d", logs.dir.string()});
-    ASSERT_EQ(testing_support::RunBrantixOnProfile("demo", options).exit_code, 0);
-    std::map<std::string, std::string> before;
-    for (const auto* name : {"nvme.info.json", "read.summary.json"}) {
-        std::ifstream in(logs.dir / name);
-        before[name] = std::string(std::istreambuf_iterator<char>(in), {});
-    }
+    ASSERT_EQ(RunBrantixOnProfile("demo", options).exit_code, 0);
+    const std::string info = testing_support::ReadFile(logs.dir / "nvme.info.json");
+    const std::string summary = testing_support::ReadFile(logs.dir / "read.summary.json");
     const FileSizeLimit limit(256 * 1024);
-    auto run = testing_support::RunBrantixOnProfile("demo", options);
+    auto run = RunBrantixOnProfile("demo", options);
     EXPECT_EQ(run.exit_code, 17) << run.console;
     EXPECT_TRUE(HasLine(run.console, "Failed writing JSON data to '" + logs.Path("nvme.info.json") + "'"))
         << run.console;
-    for (const auto& [name, content] : before) {
-        std::ifstream in(logs.dir / name);
-        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), content) << name;
-    }
+    EXPECT_EQ(testing_support::ReadFile(logs.dir / "nvme.info.json"), info);
+    EXPECT_EQ(testing_support::ReadFile(logs.dir / "read.summary.json"), summary);
     ExpectWholeFiles(logs.dir);
 
-    run = testing_support::RunBrantixOnProfile("demo",
-                                               Options("read", R"({"samples": 1000, "log sample rate": 1})"));
+    run = RunBrantixOnProfile("demo", Options("read", R"({"samples": 1000, "log sample rate": 1})"));
     EXPECT_EQ(run.exit_code, 17) << run.console;
-    const std::regex spool("Failed writing JSON data to '" + std::filesystem::canonical(run.dir).string() +
-                           "/read.summary.json.commands-[0-9]+'");
-    const auto lines = run.ConsoleLines();
-    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&spool](const std::string& line) {
-        return std::regex_match(line, spool);
-    })) << run.console;
+    EXPECT_TRUE(std::regex_search(run.console, std::regex("(^|\n)Failed writing JSON data to '" +
+                                                          std::filesystem::canonical(run.dir).string() +
+                                                          "/read\\.summary\\.json\\.commands-[0-9]+'\n")))
+        << run.console;
     EXPECT_TRUE(run.Exists("nvme.info.sample-2.json"));
     EXPECT_FALSE(run.Exists("read.summary.json"));
     ExpectWholeFiles(run.dir);
 }
 
-// Command, rules and compare files that are empty, not JSON, of the wrong JSON type, huge, or full of
-// unexpected types.
-TEST(Faults, BrokenInputFiles) {
+// Command, rules, compare and metrics files that are missing, empty, not JSON, of the wrong JSON type,
+// huge, or full of unexpected types, and drives named or not found: none leaves a self-test or sanitize
+// running, and a run refused before its first sample has sent the drive nothing.
+TEST(Faults, BrokenInputsAndDrives) {
     const std::string deep(3'000'000, '[');
     const std::string padding = "[\"" + std::string(4'000'000, 'x') + "\"]";
     std::string many_rules = R"({"rules": [)";
@@ -332,61 +266,95 @@ TEST(Faults, BrokenInputFiles) {
     const std::string unparsed = "Failed to parse JSON in command file: x.cmd.json";
     const std::string bad_rules = "Failed parsing JSON data from file '<dir>/r.rules.json'";
     const std::string bad_compare = "Failed parsing JSON data from file '<dir>/c.json'";
+    const std::string rules = R"({"rules file": "r.rules.json"})";
+    const std::string compare = R"({"compare file": "c.json"})";
+    const std::string unopened = "Failed to open file descriptor for NVME drive '/dev/nvme3'";
+    const auto read = [](const std::string& changes) {
+        return testing_support::CommandFile("read", {changes});
+    };
     const struct {
-        std::string file;  // x.cmd.json, or the rules or compare file of a read
+        std::string changes;  // of the read, unless the file is x.cmd.json itself
+        std::string file;
         std::string content;
         int rc;
         std::string message;  // a console line, with <dir> for the run's folder
+        std::string args = "";
+        std::string command = "read";
+        std::string profile = "demo";
     } cases[] = {
-        {"x.cmd.json", "", 16, unparsed},
-        {"x.cmd.json", R"({"command type": )", 16, unparsed},
-        {"x.cmd.json", R"(["read"])", 16, unparsed},
-        {"x.cmd.json", deep, 16, unparsed},
-        {"x.cmd.json", CommandFile("read", R"({"padding": )" + padding + "}"), 0, " No errors found "},
+        {"{}", "x.cmd.json", "", 16, unparsed},
+        {"{}", "x.cmd.json", R"({"command type": )", 16, unparsed},
+        {"{}", "x.cmd.json", R"(["read"])", 16, unparsed},
+        {"{}", "x.cmd.json", deep, 16, unparsed},
+        {"{}", "x.cmd.json", read(R"({"padding": )" + padding + "}"), 0, " No errors found "},
         // Keys are read with the JSON library's conversions; one that fails ends the run.
-        {"x.cmd.json", CommandFile("read", R"({"samples": "many"})"), 17,
-         "Value is not convertible to UInt."},
-        {"x.cmd.json", CommandFile("read", R"({"short description": {}})"), 17,
-         "Type is not convertible to string"},
-        {"x.cmd.json", CommandFile("read", R"({"log hex data": "yes"})"), 22,
+        {"{}", "x.cmd.json", read(R"({"samples": "many"})"), 17, "Value is not convertible to UInt."},
+        {"{}", "x.cmd.json", read(R"({"short description": {}})"), 17, "Type is not convertible to string"},
+        {"{}", "x.cmd.json", read(R"({"log hex data": "yes"})"), 22,
          "GetNvmeInfo: Value is not convertible to bool."},
-        {"x.cmd.json", CommandFile("selftest-short", R"({"display sample interval in sec": "ten"})"), 17,
+        {"{}", "x.cmd.json",
+         testing_support::CommandFile("selftest-short", {R"({"display sample interval in sec": "ten"})"}), 17,
          "Value is not convertible to UInt."},
-        {"x.cmd.json", CommandFile("sanitize-block", R"({"sanitize type": 5})"), 16,
+        {"{}", "x.cmd.json", testing_support::CommandFile("sanitize-block", {R"({"sanitize type": 5})"}), 16,
          "Unsupported sanitize type: 5"},
-        {"r.rules.json", "", 17, bad_rules},
-        {"r.rules.json", R"({"rules": [)", 17, bad_rules},
-        {"r.rules.json", deep, 17, bad_rules},
-        {"r.rules.json", "[]", 17,
+        {"{}", "x.cmd.json", testing_support::CommandFile("sanitize-block", {R"({"sanitize type": "zap"})"}),
+         16, "Unsupported sanitize type: zap"},
+        {R"({"rules file": "absent"})", "", "", 16, "Failed to find rules file: <dir>/absent.rules.json"},
+        {rules, "r.rules.json", "", 17, bad_rules},
+        {rules, "r.rules.json", R"({"rules": [)", 17, bad_rules},
+        {rules, "r.rules.json", deep, 17, bad_rules},
+        {rules, "r.rules.json", "[]", 17,
          "Invalid rules file, missing JSON 'rules' root member: <dir>/r.rules.json"},
-        {"r.rules.json", R"({"rules": "x"})", 17,
+        {rules, "r.rules.json", R"({"rules": "x"})", 17,
          "Invalid rules file, 'rules' is not a list of rules: <dir>/r.rules.json"},
-        {"r.rules.json", R"({"rules": [1, null, "'Model' match X"]})", 16,
+        {rules, "r.rules.json", R"({"rules": [1, null, "'Model' match X"]})", 16,
          " Rule Error: Rule 2 is not a text"},
-        {"r.rules.json", many_rules, 0, " No errors found "},
-        {"c.json", "", 17, bad_compare},
-        {"c.json", deep, 17, bad_compare},
-        {"c.json", "[1]", 16, "Invalid compare file: <dir>/c.json"},
-        {"c.json", read_fails + R"({"parameters": {"Model": 5, "Power On Hours": {"value": {}}}}})", 22,
-         "Compare fail: 'Model' value 'Brantix Sim Rich 2TB NVMe 1.4' does not match compare value ''"},
-        {"c.json", read_fails + R"([], "padding": )" + padding + "}", 22, " Found errors"},
+        {rules, "r.rules.json", R"({"rules": ["'Nothing' < 1"]})", 16,
+         "Invalid rule file: <dir>/r.rules.json"},
+        {rules, "r.rules.json", many_rules, 0, " No errors found "},
+        {R"({"compare file": "absent.json"})", "", "", 16, "Failed to find compare file: <dir>/absent.json"},
+        {compare, "c.json", "", 17, bad_compare},
+        {compare, "c.json", deep, 17, bad_compare},
+        {compare, "c.json", "[1]", 16, "Invalid compare file: <dir>/c.json"},
+        {compare, "c.json", R"({"_metadata": {"file type": "summary"}})", 16,
+         "Invalid compare file: <dir>/c.json"},
+        {compare, "c.json", read_fails + R"({"parameters": {"Model": 5, "Power On Hours": {"value": {}}}}})",
+         22, "Compare fail: 'Model' value 'Brantix Sim Rich 2TB NVMe 1.4' does not match compare value ''"},
+        {compare, "c.json", read_fails + R"([], "padding": )" + padding + "}", 22, " Found errors"},
+        {R"({"metrics file": "missing/brantix.prom"})", "", "", 16,
+         "Failed to find folder of metrics file: <dir>/missing/brantix.prom"},
+        {R"({"metrics file": 5})", "", "", 16,
+         "Invalid metrics file: the setting 'metrics file' is not a string"},
+        // A read of no samples opens the drive named and sends it nothing; a failing drive list is ignored
+        // when a drive is named, and -s -1 and -i -1 count as not given, so a self-test is not refused.
+        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "-n 1 -s 0", "read", "dual-namespace"},
+        {"{}", "", "", 17, unopened, "--nvme 3 -s 0", "read", "no-drives"},
+        {"{}", "", "", 17, unopened, "-n 3 -s -1 -i -1", "selftest-short", "no-drives"},
+        {"{}", "", "", 19, "NVMe drive 5 was not found", "--nvme 5", "read", "plain-1.2.1"},
+        {"{}", "", "", 18,
+         "Failed to get list of NVMe drives from OS and NVMe drive not specified (eg: --nvme 0)\n"
+         " Error Message: No NVMe drives found",
+         "", "read", "no-drives"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.file + " " + c.content.substr(0, 80));
-        RunOptions options = Options("read", R"({"rules file": "r.rules.json"})");
-        if (c.file == "c.json") {
-            options = Options("read", R"({"compare file": "c.json"})");
+        SCOPED_TRACE(c.file + " " + c.changes + " " + c.content.substr(0, 80));
+        RunOptions options = Options(c.command, c.changes);
+        if (!c.file.empty()) {
+            options.files[c.file] = c.content;
         }
-        options.files[c.file] = c.content;
-        const auto run = testing_support::RunBrantixOnProfile("demo", options);
+        for (const auto& word : testing_support::Words(c.args)) {
+            options.args.push_back(word);
+        }
+        const auto run = RunBrantixOnProfile(c.profile, options);
         EXPECT_EQ(run.exit_code, c.rc) << run.console.substr(0, 4000);
         EXPECT_TRUE(HasLine(run.console, WithDir(c.message, std::filesystem::canonical(run.dir))))
             << run.console.substr(0, 4000);
         ExpectWholeFiles(run.dir, c.file);
-        // No self-test or sanitize is left running by a file that stops the run.
-        for (const auto& command : run.Journal()) {
-            EXPECT_NE(command["opcode"].asUInt(), 0x14u);
-            EXPECT_NE(command["opcode"].asUInt(), 0x84u);
+        const auto journal = run.Journal();
+        EXPECT_TRUE(c.rc != 16 || journal.empty());
+        EXPECT_EQ(run.Exists("read.summary.json"), c.command == "read" && (c.rc == 0 || c.rc == 22));
+        for (const auto& command : journal) {
+            EXPECT_TRUE(command["opcode"].asUInt() != 0x14u && command["opcode"].asUInt() != 0x84u);
         }
     }
 }

@@ -5,9 +5,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
+#include <array>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <sstream>
 
@@ -17,89 +16,75 @@
 
 namespace {
 
-using Parameters = std::vector<std::pair<std::string, std::string>>;
-
-Json::Value Document(const Parameters& parameters) {
+// An information document of the drive /dev/nvme0 with the parameters in `text` ("name=value;...").
+Json::Value Document(const std::string& text) {
     Json::Value info;
-    for (const auto& [name, value] : Parameters{{"OS Location", "/dev/nvme0"},
-                                                {"Model", "Acme \"Fast\" SSD"},
-                                                {"Serial Number (SN)", "S123      "},
-                                                {"Firmware Revision (FR)", "1.0     "}}) {
-        info["nvme"]["parameters"][name]["value"] = value;
-    }
-    for (const auto& [name, value] : parameters) {
-        info["nvme"]["parameters"][name]["value"] = value;
+    std::istringstream in(
+        "OS Location=/dev/nvme0;Model=Acme \"Fast\" SSD;Serial Number (SN)=S123      ;"
+        "Firmware Revision (FR)=1.0     ;" +
+        text);
+    for (std::string item; std::getline(in, item, ';');) {
+        info["nvme"]["parameters"][item.substr(0, item.find('='))]["value"] = item.substr(item.find('=') + 1);
     }
     return info;
 }
 
-// The sample lines of an exposition, without its HELP and TYPE comments.
-std::string Samples(const std::string& text) {
-    std::istringstream in(text);
-    std::string out;
-    for (std::string line; std::getline(in, line);) {
-        if (line.rfind("#", 0) != 0) {
-            out += line + "\n";
-        }
+const orka::SampleOutcome FAILED{false, false, true, 0, 3, 1.5};
+
+// promtool's verdict on the exposition file in `dir`, when promtool is installed (Debian package prometheus).
+void ExpectPromtoolAccepts(const std::filesystem::path& dir) {
+    if (testing_support::RunProcess({"sh", "-c", "command -v promtool"}, {}, {}, ".", false).exit_code != 0) {
+        GTEST_SKIP() << "promtool is not installed: exposition not validated";
     }
-    return out;
+    const auto check =
+        testing_support::RunProcess({"sh", "-c", "promtool check metrics < brantix.prom"}, {}, {}, dir, true);
+    EXPECT_EQ(check.output, "");
+    EXPECT_EQ(check.exit_code, 0);
 }
 
-const std::string L = R"(device="/dev/nvme0",model="Acme \"Fast\" SSD",serial="S123",firmware="1.0")";
-
-// Figures of every reading (unit and factor), labelled, with a verdict.
-Json::Value FigureDocument() {
-    Json::Value info =
-        Document({{"Composite Temperature", "37 C"},
-                  {"Temperature Sensor 2", "-5 C"},
-                  {"Available Spare", "95 %"},
-                  {"Media in Read-only", "Yes"},
-                  {"Data Units Written", "340,282,366,920,938,463,463,374,607,431,768,211,455"},
-                  {"Controller Busy Time", "3 Min"},
-                  {"Power On Hours", "8,760"},
-                  {"Thermal Management Temperature 2 Time", "120 Sec"},
-                  {"Host Timestamp", "1,700,000,000,123 mS"}});
+// Figures of every unit and factor, labelled, with the sample's verdict: a few whole lines, and promtool's
+// verdict on the whole file.
+TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
+    Json::Value info = Document(
+        "Composite Temperature=37 C;Temperature Sensor 2=-5 C;Available Spare=95 %;Media in Read-only=Yes;"
+        "Data Units Written=340,282,366,920,938,463,463,374,607,431,768,211,455;Controller Busy Time=3 Min;"
+        "Power On Hours=8,760;Thermal Management Temperature 2 Time=120 Sec;Host Timestamp=1,700,000,000,123 "
+        "mS;Data Units Read=1;Host Read Commands=1;Host Write Commands=1;Power Cycles=1;Unsafe Shutdowns=1;"
+        "Media and Data Integrity Errors=1;Number of Error Information Log Entries=1;"
+        "Thermal Management Temperature 1 Count=1;Warning Composite Temperature Time=1 Min;"
+        "Critical Composite Temperature Time=1 Min;Available Spare Threshold=1 %;Percentage Used=1 %");
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 2;
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 0;
-    return info;
-}
-
-orka::SampleOutcome FailedOutcome() {
-    orka::SampleOutcome outcome;
-    outcome.passed = false;
-    outcome.rules_passed = false;
-    outcome.compare_passed = true;
-    outcome.counter_mismatches = 3;
-    outcome.duration_seconds = 1.5;
-    return outcome;
-}
-
-TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
-    EXPECT_EQ(Samples(orka::BuildMetricsText(FigureDocument(), FailedOutcome())),
-              "brantix_composite_temperature_celsius{" + L + "} 37\n" +  //
-                  "brantix_temperature_sensor_celsius{" + L + ",sensor=\"2\"} -5\n" +
-                  "brantix_available_spare_ratio{" + L + "} 0.95\n" + "brantix_critical_warning{" + L +
-                  ",warning=\"read_only\"} 1\n" + "brantix_data_written_bytes_total{" + L +
-                  "} 1.742245718635205e+44\n" + "brantix_controller_busy_seconds_total{" + L + "} 180\n" +
-                  "brantix_power_on_seconds_total{" + L + "} 31536000\n" +
-                  "brantix_thermal_management_seconds_total{" + L + ",level=\"2\"} 120\n" +
-                  "brantix_sample_timestamp_seconds{" + L + "} 1700000000.123\n" + "brantix_sample_passed{" +
-                  L + "} 0\n" + "brantix_sample_failed_commands{" + L + "} 1\n" + "brantix_rules_passed{" +
-                  L + "} 0\n" + "brantix_compare_passed{" + L + "} 1\n" + "brantix_compare_mismatches{" + L +
-                  ",kind=\"static\"} 0\n" + "brantix_compare_mismatches{" + L + ",kind=\"counter\"} 3\n" +
-                  "brantix_sample_duration_seconds{" + L + "} 1.5\n");
+    testing_support::TempFolder folder("promtool");
+    orka::WriteMetricsFile(folder.Path("brantix.prom"), info, FAILED);
+    const std::string text = testing_support::ReadFile(folder.dir / "brantix.prom");
+    EXPECT_EQ(text, orka::BuildMetricsText(info, FAILED));
+    const std::string l = R"({device="/dev/nvme0",model="Acme \"Fast\" SSD",serial="S123",firmware="1.0")";
+    for (const auto& [name, extra, value] :
+         std::vector<std::array<std::string, 3>>{{"temperature_sensor_celsius", ",sensor=\"2\"", "-5"},
+                                                 {"available_spare_ratio", "", "0.95"},
+                                                 {"critical_warning", ",warning=\"read_only\"", "1"},
+                                                 {"data_written_bytes_total", "", "1.742245718635205e+44"},
+                                                 {"controller_busy_seconds_total", "", "180"},
+                                                 {"power_on_seconds_total", "", "31536000"},
+                                                 {"thermal_management_seconds_total", ",level=\"2\"", "120"},
+                                                 {"sample_timestamp_seconds", "", "1700000000.123"},
+                                                 {"sample_failed_commands", "", "1"},
+                                                 {"compare_mismatches", ",kind=\"counter\"", "3"},
+                                                 {"sample_duration_seconds", "", "1.5"}}) {
+        const std::string line = "brantix_" + name + l + extra + "} " + value;
+        EXPECT_TRUE(testing_support::HasLine(text, line)) << line;
+    }
+    ExpectPromtoolAccepts(folder.dir);
 }
 
 // A display string that does not read as the figure's number and unit leaves
 // the figure out rather than export a wrong value.
 TEST(MetricsTest, UnreadableFiguresAreLeftOut) {
-    const std::string without = orka::BuildMetricsText(Document({}), {});
-    for (const auto& [name, value] : Parameters{{"Composite Temperature", "37 F"},
-                                                {"Available Spare", "95"},
-                                                {"Power Cycles", "12 %"},
-                                                {"Power Cycles", "-"},
-                                                {"Media in Read-only", "1"}}) {
-        EXPECT_EQ(orka::BuildMetricsText(Document({{name, value}}), {}), without) << name << " " << value;
+    const std::string without = orka::BuildMetricsText(Document(""), {});
+    for (const std::string parameter : {"Composite Temperature=37 F", "Available Spare=95",
+                                        "Power Cycles=12 %", "Power Cycles=-", "Media in Read-only=1"}) {
+        EXPECT_EQ(orka::BuildMetricsText(Document(parameter), {}), without) << parameter;
     }
 }
 
@@ -128,62 +113,23 @@ TEST(MetricsTest, FileIsReplacedAtomically) {
     EXPECT_EQ(testing_support::ReadFile(path), "new\n");
 }
 
-TEST(MetricsTest, PromtoolAcceptsEveryFigure) {
-    if (testing_support::RunProcess({"sh", "-c", "command -v promtool"}, {}, {}, ".", false).exit_code != 0) {
-        GTEST_SKIP() << "promtool is not installed (Debian package prometheus): exposition not validated";
-    }
-    Json::Value info = FigureDocument();
-    using Figures = std::vector<std::pair<std::string, std::vector<std::string>>>;
-    for (const auto& [value, names] :
-         Figures{{"1",
-                  {"Data Units Read", "Host Read Commands", "Host Write Commands", "Power Cycles",
-                   "Unsafe Shutdowns", "Media and Data Integrity Errors",
-                   "Number of Error Information Log Entries", "Thermal Management Temperature 1 Count"}},
-                 {"1 Min", {"Warning Composite Temperature Time", "Critical Composite Temperature Time"}},
-                 {"1 %", {"Available Spare Threshold", "Percentage Used"}}}) {
-        for (const std::string& name : names) {
-            info["nvme"]["parameters"][name]["value"] = value;
-        }
-    }
-    testing_support::TempFolder folder("promtool");
-    orka::WriteMetricsFile(folder.Path("brantix.prom"), info, FailedOutcome());
-    const auto check = testing_support::RunProcess({"sh", "-c", "promtool check metrics < brantix.prom"}, {},
-                                                   {}, folder.dir, true);
-    EXPECT_EQ(check.output, "");
-    EXPECT_EQ(check.exit_code, 0);
-}
-
 // The read writes the file after every sample, with the drive's figures and the sample's verdict.
 TEST(MetricsTest, ReadWritesTheMetricsFile) {
-    std::ifstream in(std::filesystem::path(BRANTIX_SOURCE_DIR) / "commands/read.cmd.json");
-    Json::Value command = testing_support::ParseJson(std::string(std::istreambuf_iterator<char>(in), {}));
-    command["samples"] = 2;
-    command["interval in ms"] = 0;
-    command["rules file"] = "limits.rules.json";
-    const std::string labels =
-        R"({device="/dev/nvme0",model="Brantix Sim Rich 2TB NVMe 1.4",serial="RICH14000000000042",firmware="R1.4.0C"})";
-    command["metrics file"] = "brantix.prom";
     testing_support::RunOptions options;
-    options.files = {{"read.cmd.json", command.toStyledString()},
+    options.files = {{"read.cmd.json", testing_support::CommandFile(
+                                           "read", {R"({"samples": 2, "interval in ms": 0, "metrics file":
+                                                       "brantix.prom", "rules file": "limits.rules.json"})"})},
                      {"limits.rules.json", R"({"rules": ["'Number of Namespaces (NN)' < 4"]})"}};
     const auto run = testing_support::RunBrantixOnProfile("rich-1.4", options);
     EXPECT_EQ(run.exit_code, 22) << run.console;
-    std::istringstream text(run.Read("brantix.prom"));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(text, line);) {
-        lines.push_back(line);
-    }
+    const std::string labels =
+        R"({device="/dev/nvme0",model="Brantix Sim Rich 2TB NVMe 1.4",serial="RICH14000000000042",firmware="R1.4.0C"})";
     for (const auto& line :
          {"brantix_composite_temperature_celsius" + labels + " 45", "brantix_sample_passed" + labels + " 0",
           "brantix_rules_passed" + labels + " 0", "brantix_sample_failed_commands" + labels + " 0"}) {
-        EXPECT_NE(std::find(lines.begin(), lines.end(), line), lines.end()) << line;
+        EXPECT_TRUE(testing_support::HasLine(run.Read("brantix.prom"), line)) << line;
     }
-    if (testing_support::RunProcess({"sh", "-c", "command -v promtool"}, {}, {}, ".", false).exit_code == 0) {
-        const auto check = testing_support::RunProcess({"sh", "-c", "promtool check metrics < brantix.prom"},
-                                                       {}, {}, run.dir, true);
-        EXPECT_EQ(check.output, "");
-        EXPECT_EQ(check.exit_code, 0);
-    }
+    ExpectPromtoolAccepts(run.dir);
 }
 
 }  // namespace

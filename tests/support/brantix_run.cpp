@@ -12,19 +12,6 @@
 
 namespace testing_support {
 
-namespace {
-
-std::vector<std::string> SplitLines(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-}  // namespace
-
 std::string ReadFile(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream content;
@@ -36,12 +23,13 @@ std::string RunResult::Read(const std::string& name) const {
     return ReadFile(dir / name);
 }
 
-std::vector<std::string> RunResult::Lines(const std::string& name) const {
-    return SplitLines(Read(name));
-}
-
-std::vector<std::string> RunResult::ConsoleLines() const {
-    return SplitLines(console);
+std::vector<std::string> Lines(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 std::string TempFolder::Write(const std::string& name, const std::string& content) const {
@@ -49,29 +37,22 @@ std::string TempFolder::Write(const std::string& name, const std::string& conten
     return Path(name);
 }
 
-namespace {
-
-// Every folder a test process made; removed when the process ends, unless
-// BRANTIX_KEEP_TEST_DIRS is set (to look at what a failing test left).
-struct MadeFolders {
-    std::vector<std::filesystem::path> paths;
-    ~MadeFolders() {
-        if (std::getenv("BRANTIX_KEEP_TEST_DIRS") != nullptr) {
-            return;
-        }
-        for (const auto& path : paths) {
-            std::error_code ignored;
-            std::filesystem::remove_all(path, ignored);
-        }
-    }
-};
-
-MadeFolders& Made() {
-    static MadeFolders folders;
-    return folders;
+// Every folder a test process made is removed when the process ends, unless BRANTIX_KEEP_TEST_DIRS is set
+// (to look at what a failing test left).
+std::vector<std::filesystem::path>& MadeFolders() {
+    static std::vector<std::filesystem::path> paths;
+    static const bool registered =
+        std::atexit([] {
+            for (const auto& path : std::getenv("BRANTIX_KEEP_TEST_DIRS") == nullptr
+                                        ? MadeFolders()
+                                        : std::vector<std::filesystem::path>{}) {
+                std::error_code ignored;
+                std::filesystem::remove_all(path, ignored);
+            }
+        }) == 0;
+    (void)registered;
+    return paths;
 }
-
-}  // namespace
 
 std::filesystem::path MakeTempDir(const std::string& label) {
     std::string pattern =
@@ -79,7 +60,7 @@ std::filesystem::path MakeTempDir(const std::string& label) {
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed for " + pattern);
     }
-    Made().paths.push_back(pattern);
+    MadeFolders().push_back(pattern);
     return pattern;
 }
 
@@ -145,6 +126,7 @@ RunResult RunBrantix(const RunOptions& options) {
     RunResult result;
     result.dir = MakeTempDir("run");
     for (const auto& [name, content] : options.files) {
+        std::filesystem::create_directories((result.dir / name).parent_path());
         std::ofstream(result.dir / name, std::ios::binary) << content;
     }
     std::vector<std::string> argv = {BRANTIX_BINARY};
@@ -153,6 +135,24 @@ RunResult RunBrantix(const RunOptions& options) {
     result.exit_code = run.exit_code;
     result.console = run.output;
     return result;
+}
+
+std::vector<std::string> Words(const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> words;
+    for (std::string word; in >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+bool HasLine(const std::string& text, const std::string& line) {
+    return ("\n" + text + "\n").find("\n" + line + "\n") != std::string::npos;
+}
+
+std::string WithDir(std::string text, const std::filesystem::path& dir) {
+    const auto at = text.find("<dir>");
+    return at == std::string::npos ? text : text.replace(at, 5, dir.string());
 }
 
 }  // namespace testing_support

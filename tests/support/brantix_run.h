@@ -28,8 +28,6 @@ struct RunResult {
 
     bool Exists(const std::string& name) const { return std::filesystem::exists(dir / name); }
     std::string Read(const std::string& name) const;
-    std::vector<std::string> Lines(const std::string& name) const;
-    std::vector<std::string> ConsoleLines() const;
 };
 
 struct ProcessResult {
@@ -43,6 +41,9 @@ struct ProcessResult {
 ProcessResult RunProcess(const std::vector<std::string>& argv, const std::map<std::string, std::string>& env,
                          const std::vector<std::string>& unset, const std::filesystem::path& dir,
                          bool with_stderr, const std::function<void(int pid)>& while_running = {});
+
+// The lines of `text`.
+std::vector<std::string> Lines(const std::string& text);
 
 // The content of a file; empty when it cannot be read.
 std::string ReadFile(const std::filesystem::path& path);
@@ -68,7 +69,17 @@ struct TempFolder {
     std::filesystem::path dir;
 };
 
-// Runs BRANTIX_BINARY with `options` in a fresh temporary directory.
+// Runs BRANTIX_BINARY with `options` in a fresh temporary directory (input
+// files may name subfolders, which are made).
 RunResult RunBrantix(const RunOptions& options);
+
+// The words of `text`, split at blanks (a command line without quoting).
+std::vector<std::string> Words(const std::string& text);
+
+// True when `line` is one whole line of `text`.
+bool HasLine(const std::string& text, const std::string& line);
+
+// `text` with its first "<dir>" replaced by `dir`.
+std::string WithDir(std::string text, const std::filesystem::path& dir);
 
 }  // namespace testing_support
