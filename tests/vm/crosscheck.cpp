@@ -58,16 +58,12 @@ void CheckHostFacts(const std::string& results, Outcome& outcome) {
     const std::string facts[][2] = {
         {"PCI Device ID", hex_id(sysfs["controller device"])},
         {"PCI Width", "x" + width},
-        {"PCI Rated Width", "x" + sysfs["controller max_link_width"]},
         {"PCI Speed", orka::PciSpeedText(sysfs["controller current_link_speed"])},
         {"PCI Rated Speed", orka::PciSpeedText(sysfs["controller max_link_speed"])},
         {"PCI Location", orka::PciLocationText(sysfs["controller address"])},
         {"Root PCI Vendor ID", hex_id(sysfs["port vendor"])},
-        {"Root PCI Device ID", hex_id(sysfs["port device"])},
         {"Root PCI Location", orka::PciLocationText(sysfs["port address"])},
         {"PCI Bandwidth", orka::PciBandwidthText(sysfs["controller current_link_speed"], width)},
-        {"PCI Rated Bandwidth",
-         orka::PciBandwidthText(sysfs["controller max_link_speed"], sysfs["controller max_link_width"])},
         {"Size", std::to_string(bytes) + " Bytes"},
         {"Size in GB", orka::ToFixedString(static_cast<double>(bytes) / 1e9, 1) + " GB"},
     };
