@@ -1,10 +1,10 @@
-// brantix's decoded values against what other clients (nvme-cli, smartctl) showed for the same drive.
+// brantix's decoded values against what nvme-cli showed for the same drive.
 //
 // Both the simulator tests and the virtual-machine tier lay their evidence out as tests/vm/guest.sh does:
 // brantix's information file read-all/nvme.info.json; nvme-cli's JSON id-ctrl.out, id-ns.out (namespace 1),
 // smart-log.out, error-log.out, fw-log.out and effects-log.out; its get-feature text feature-XX.out
 // (feature-04-under.out for the composite's under threshold, feature-04-sN.out and feature-04-sN-under.out
-// for sensor N); and smartctl's JSON smartctl.out. A file that is missing is a check not made; a file that
+// for sensor N). A file that is missing is a check not made; a file that
 // shows no value is a value brantix must not show either.
 #pragma once
 
@@ -13,16 +13,18 @@
 #include <string>
 #include <vector>
 
+#include "orka.h"
+
 namespace crosscheck {
 
-using Wide = unsigned __int128;
+using Wide = orka::uint128;
 
 // The content of a file; empty when it cannot be read.
 std::string ReadFile(const std::string& path);
 // A JSON file; null when it is missing or is not JSON.
 Json::Value ReadJson(const std::string& path);
 // A number in decimal.
-std::string Decimal(Wide value);
+std::string Decimal(const Wide& value);
 // "0x..." hexadecimal or decimal, up to the first character that is not a digit.
 Wide ParseNumber(const std::string& text);
 
