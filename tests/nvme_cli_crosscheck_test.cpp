@@ -30,7 +30,6 @@ namespace {
 
 using crosscheck::Decimal;
 using crosscheck::ReadFeature;
-using crosscheck::Wide;
 
 // A profile value as a number: a JSON number or bool, or text in decimal or "0x..." hexadecimal.
 std::string Source(const Json::Value& value) {
@@ -64,9 +63,8 @@ const char* const NAMES =
     "UNSAFE=unsafeshutdowns MEDERR=mediaerrors NUMERR=numerrlogentries WCTT=warningtemptime "
     "CCTT=criticalcomptime TMT1TC=thmtemp1transcount TMT2TC=thmtemp2transcount TTTMT1=thmtemp1totaltime "
     "TTTMT2=thmtemp2totaltime ERRCNT=errorcount CID=cmdid PEL=parmerrorlocation NS=nsid VSIA=vs CSI=cs "
-    "TTSI=trtypespecinfo RESULT=selftestresult STC=selftestcode SEGN=segmentnumber "
-    "VDI=validdiagnosticinformation NSID=namespaceidentifier FLBA=failinglba SCT=statuscodetype "
-    "SC=statuscode SCDW10=cdw10info ETO=timeoverwrite ETBE=timeblockerase ETCE=timecryptoerase "
+    "TTSI=trtypespecinfo RESULT=selftestresult STC=selftestcode SEGN=segmentnumber SCDW10=cdw10info "
+    "VDI=validdiagnosticinformation ETO=timeoverwrite ETBE=timeblockerase ETCE=timecryptoerase "
     "ETONDA=timeoverwritenodealloc ETBENDA=timeblockerasenodealloc ETCENDA=timecryptoerasenodealloc";
 
 // nvme-cli's name for a profile field, as compared ("TSENn": "temperature_sensor_n").

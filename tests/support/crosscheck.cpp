@@ -17,7 +17,6 @@
 #include <map>
 #include <sstream>
 
-#include "orka.h"
 #include "orka_nvme.h"
 
 namespace crosscheck {
@@ -219,10 +218,8 @@ class Comparison {
         const Json::Value& value = documents_[source][row.key];
         shown.source = present_[source];
         shown.present = !value.isNull();
-        shown.text = value.isString() ? value.asString()
-                     : value.isNull() ? ""
-                                      : Json::valueToString(value.asUInt64());
         shown.number = ClientNumber(value);
+        shown.text = value.isString() ? value.asString() : Decimal(shown.number);
         return shown;
     }
 

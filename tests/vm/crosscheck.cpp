@@ -11,14 +11,10 @@
 // against what the controller advertises; and the rules run.
 #include "support/crosscheck.h"
 
-#include <json/json.h>
-
 #include <iostream>
 #include <map>
 #include <sstream>
-#include <string>
 
-#include "orka.h"
 #include "orka_linux.h"
 #include "orka_nvme.h"
 
