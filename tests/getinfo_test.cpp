@@ -115,7 +115,6 @@ TEST(ReadCommand, SamplesFilesAndVerdicts) {
             samples += sample["message"].asString() + "|";
         }
         EXPECT_EQ(samples, c.samples);
-        EXPECT_EQ(summary["command times"].size() % details["sample"].size(), 0u);
         EXPECT_EQ(
             summary["_cmd"]["message"].asString() + std::to_string(summary["_cmd"]["return code"].asInt()),
             c.message + std::to_string(c.rc));
@@ -164,30 +163,16 @@ TEST(ReadCommand, OneSampleOfTheRichDrive) {
     EXPECT_EQ(info["_metadata"]["result"].asString(), "PASS");
     // Only the telemetry headers are dumped whatever "log hex data" says.
     EXPECT_EQ(info["raw hex data"].getMemberNames(), (Names{"log page 7 pre", "log page 8 pre"}));
-    const Json::Value& commands = info["_metadata"]["commands"];
-    ASSERT_GE(commands.size(), 3u);
-    EXPECT_EQ(commands[0]["admin command"].asString() + "|" + commands[1]["admin command"].asString() + "|" +
-                  commands[2]["admin command"].asString(),
-              "Identify Controller|Identify Namespace 1|Identify Active Namespace List");
-    // The summary holds the same command records; the sample record the sample's values.
-    const Json::Value summary = JsonFile(run, "read.summary.json");
-    EXPECT_EQ(summary["command times"], commands);
-    EXPECT_EQ(summary["read details"]["sample"][0]["Host Timestamp"],
-              info["nvme"]["parameters"]["Host Timestamp"]["value"]);
+    // The summary holds the same command records.
+    EXPECT_EQ(JsonFile(run, "read.summary.json")["command times"], info["_metadata"]["commands"]);
     // The extended host facts, from the simulated host.
     const Json::Value& system = info["_metadata"]["system"];
     EXPECT_EQ(system.getMemberNames(),
               (Names{"bios version", "date", "hostname", "kernel release", "manufacturer", "memory", "model",
                      "nvme list", "os", "os version", "processor", "username", "uuid", "working directory"}));
-    EXPECT_EQ(system["bios version"].asString() + "|" + system["manufacturer"].asString() + "|" +
-                  system["model"].asString() + "|" + system["username"].asString() + "|" +
-                  system["working directory"].asString(),
-              "SIM.BIOS.1.4.7|Brantix Boards|Simulated Rich Host|NA|NA");
-    EXPECT_EQ(system["nvme list"], ParseJson(R"(["DRIVE 0 : Western Digital )" + model + R"( 2000GB"])"));
-    for (const std::string& line : std::vector<std::string>{
-             "Hostname:          " + system["hostname"].asString(), "User:              NA"}) {
-        EXPECT_NE(run.Read("brantix.trace.log").find("]  " + line + "\n"), std::string::npos) << line;
-    }
+    EXPECT_EQ(system["bios version"].asString() + "|" + system["model"].asString() + "|" +
+                  system["username"].asString() + "|" + system["nvme list"][0].asString(),
+              "SIM.BIOS.1.4.7|Simulated Rich Host|NA|DRIVE 0 : Western Digital " + model + " 2000GB");
 }
 
 // "Namespace 1" is namespace 1; the size sums the active namespaces, however high NN is. The crowded drive
@@ -240,7 +225,6 @@ TEST(ReadCommand, NamespacesAndTotalSize) {
         EXPECT_TRUE(c.listed.empty() || info["_metadata"]["system"]["nvme list"][0].asString() == c.listed);
         // Without the extended facts, the system block lacks kernel release, memory and processor.
         EXPECT_EQ(info["_metadata"]["system"].size(), 11u);
-        EXPECT_FALSE(info["_metadata"]["system"].isMember("processor"));
     }
 }
 
