@@ -164,16 +164,6 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
     }
 }
 
-TEST(CommandLine, UnparsableNumberIsAnUnhandledException) {
-    const RunResult run = Brantix("-s many");
-    EXPECT_EQ(run.exit_code, 17);
-    EXPECT_TRUE(std::regex_match(
-        run.console,
-        std::regex(
-            "\nUnhandled Exception:\nstoi\n @ Main:  source/brantix \\d+\n\\[FAIL\\] brantix returned 17\n")))
-        << run.console;
-}
-
 // The trace log opened in the working directory moves to the log directory (made with its parents) once
 // that is known, starting afresh there; the one left behind stays empty and the console has no command line.
 // -x and -v add file detail to both.

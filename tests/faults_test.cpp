@@ -322,6 +322,8 @@ TEST(Faults, BrokenInputsAndDrives) {
         {"{}", "", "", 17, "Failed to open file descriptor for NVME drive '/dev/nvme3'",
          "--nvme 3 -s -1 -i -1", "selftest-short", "no-drives"},
         {"{}", "", "", 19, "NVMe drive 5 was not found", "--nvme 5", "read", "plain-1.2.1"},
+        // A number that does not parse ends the run as an unhandled exception.
+        {"{}", "", "", 17, "Unhandled Exception:\nstoi", "-s many"},
         {"{}", "", "", 18,
          "Failed to get list of NVMe drives from OS and NVMe drive not specified (eg: --nvme 0)\n"
          " Error Message: No NVMe drives found",
