@@ -86,10 +86,10 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
             const auto run = RunBrantixOnProfile("rich-1.4", Options("read"), c.selector + "," + way);
             EXPECT_EQ(run.exit_code, passes ? 0 : 22) << run.console;
             const Json::Value info = JsonFile(run, "nvme.info.json");
-            const Json::Value summary = JsonFile(run, "read.summary.json");
-            EXPECT_EQ(info["_metadata"]["read status"].asString() + "|" +
-                          summary["read details"]["sample"][0]["message"].asString(),
-                      c.status + "|" + (passes ? "PASSED" : "Sample 1 failed read"));
+            EXPECT_EQ(
+                info["_metadata"]["read status"].asString() + "|" +
+                    JsonFile(run, "read.summary.json")["read details"]["sample"][0]["message"].asString(),
+                c.status + "|" + (passes ? "PASSED" : "Sample 1 failed read"));
             EXPECT_EQ(testing_support::ParameterValue(info, c.witness), c.value);
             EXPECT_TRUE(c.absent.empty() ||
                         testing_support::ParameterValue(info, c.absent) == testing_support::ABSENT);
