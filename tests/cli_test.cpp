@@ -122,7 +122,6 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
         {"", "Did not find command file: read.cmd.json\n"},
         // Below a file, a file itself, and an unknown argument reported before the directory failure.
         {"-d blocker/logs", blocked + "/logs", "blocker", "a file"},
-        {"-d blocker", blocked, "blocker", "a file"},
         {"-d blocker/logs --bogus", Invalid("--bogus"), "blocker", "a file"},
         {"fmt", "cmd file contains illegal cmd type: format", "fmt.cmd.json", typed("format"), true},
         {"upper", "cmd file contains illegal cmd type: Read", "upper.cmd.json", typed("Read"), true},
@@ -188,7 +187,6 @@ TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
         EXPECT_EQ(std::regex_search(trace, detail), !flag.empty());
         EXPECT_EQ(std::regex_search(run.console, detail), !flag.empty());
         EXPECT_EQ(run.Read("logs/brantix.trace.log") == earlier, dir != "logs");
-        EXPECT_TRUE(std::regex_search(run.console, std::regex("^" + HEADER)));
         EXPECT_EQ(run.console.find("Command '"), std::string::npos);
         EXPECT_EQ(run.Read("brantix.trace.log"), "");
         EXPECT_EQ(FilesIn(run.dir),
