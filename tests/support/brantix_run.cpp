@@ -39,19 +39,13 @@ std::string TempFolder::Write(const std::string& name, const std::string& conten
 
 // Every folder a test process made is removed when the process ends, unless BRANTIX_KEEP_TEST_DIRS is set
 // (to look at what a failing test left).
-std::vector<std::filesystem::path>& MadeFolders() {
-    static std::vector<std::filesystem::path> paths;
-    static const bool registered =
-        std::atexit([] {
-            for (const auto& path : std::getenv("BRANTIX_KEEP_TEST_DIRS") == nullptr
-                                        ? MadeFolders()
-                                        : std::vector<std::filesystem::path>{}) {
-                std::error_code ignored;
-                std::filesystem::remove_all(path, ignored);
-            }
-        }) == 0;
-    (void)registered;
-    return paths;
+std::vector<std::filesystem::path> made_folders;
+
+void RemoveMadeFolders() {
+    for (const auto& path : made_folders) {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
 }
 
 std::filesystem::path MakeTempDir(const std::string& label) {
@@ -60,7 +54,10 @@ std::filesystem::path MakeTempDir(const std::string& label) {
     if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("mkdtemp failed for " + pattern);
     }
-    MadeFolders().push_back(pattern);
+    if (made_folders.empty() && std::getenv("BRANTIX_KEEP_TEST_DIRS") == nullptr) {
+        std::atexit(RemoveMadeFolders);
+    }
+    made_folders.push_back(pattern);
     return pattern;
 }
 
