@@ -1,7 +1,8 @@
 // Writes the seed inputs of every fuzz target into OUTPUT_DIR/<target>/:
 // the raw structures each simulator profile encodes, the information documents
-// decoded from them, the ready-made command and rules files, and a few command
-// lines and rule checks.
+// decoded from them and the ready-made command and rules files. The hand-made
+// command lines and rule checks are files under tests/fuzz/seeds/, which
+// scripts/fuzz adds.
 //   write_seeds OUTPUT_DIR
 #include <filesystem>
 #include <fstream>
@@ -101,32 +102,6 @@ int main(int argc, char** argv) {
         const std::string name = entry.path().filename().string();
         const bool rules = name.find(".rules.json") != std::string::npos;
         Write(rules ? "rules_file" : "command_file", name, ReadFile(entry.path()));
-    }
-    // Command lines: arguments separated by NUL bytes.
-    const std::string NUL(1, '\0');
-    const std::vector<std::string> lines = {
-        "read" + NUL + "-s" + NUL + "2" + NUL + "-i" + NUL + "100",
-        "read" + NUL + "--rules" + NUL + "health" + NUL + "--compare" + NUL + "old.nvme.info.json",
-        "selftest-short" + NUL + "--extended" + NUL + "-d" + NUL + "logs/one",
-        "sanitize-block" + NUL + "-x" + NUL + "--dir" + NUL + "logs",
-        "read.cmd.json" + NUL + "-v" + NUL + "--export",
-        "-u",
-        "--help",
-        "missing" + NUL + "-q"};
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        Write("command_line", "line-" + std::to_string(i), lines[i]);
-    }
-    // Rule checks: parameter, operator, limit and value separated by NUL bytes.
-    const std::vector<std::string> checks = {
-        "Percentage Used" + NUL + "<" + NUL + "90 %" + NUL + "3 %",
-        "Composite Temperature" + NUL + ">=" + NUL + "-5 C" + NUL + "1,234 C",
-        "Model" + NUL + "match" + NUL + "SAMPLE-1TB" + NUL + "SAMPLE-1TB",
-        "Model" + NUL + "not-match" + NUL + "X" + NUL + "Y",
-        "Total NVM Capacity (TNVMCAP)" + NUL + "=" + NUL + "1,000,204,886,016" + NUL +
-            "1,000,204,886,016 (1.00 TB)",
-        "Available Spare" + NUL + "!=" + NUL + "0.5" + NUL + "100 %"};
-    for (std::size_t i = 0; i < checks.size(); ++i) {
-        Write("rule", "check-" + std::to_string(i), checks[i]);
     }
     return 0;
 }
