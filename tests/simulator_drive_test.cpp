@@ -1,6 +1,6 @@
 // The simulated controller, driven in-process through the pass-through ioctl
-// as the tool drives a real one. How self-tests and sanitize operations advance
-// is exercised by the end-to-end runs of those commands.
+// as the tool drives a real one. How self-tests and sanitize operations advance,
+// and how injected faults fail commands, is exercised by the end-to-end runs.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/nvme_ioctl.h>
@@ -92,37 +92,6 @@ TEST_F(SimulatedDrive, LogPagesHonourLengthOffsetAndTheEventLogContext) {
                        event.data(), 24),
                   step.reply)
             << "lsp " << step.lsp;
-    }
-}
-
-TEST_F(SimulatedDrive, CommandsFailAsTheProfileAndFaultsSay) {
-    const struct {
-        const char* profile;
-        const char* faults;
-        Command command;
-        std::vector<Reply> replies;  // for repeated sends
-    } cases[] = {
-        {"rich-1.4", "opcode=6,errno=5", {0x06, 0, 1}, {{-1, EIO, UNTOUCHED}}},
-        {"rich-1.4", "opcode=2,log=2,status=0x4002", {0x02, 0xFFFFFFFF, 0x03 | (128u << 16)}, {OK}},
-        {"rich-1.4",
-         "opcode=2,log=2,after=2,errno=5",
-         {0x02, 0xFFFFFFFF, 0x02 | (128u << 16)},
-         {OK, OK, {-1, EIO, UNTOUCHED}, {-1, EIO, UNTOUCHED}}},
-        {"rich-1.4", "vanish=2", {0x06, 0, 1}, {OK, OK, {-1, ENODEV, UNTOUCHED}}},
-        // Commands and fields the drive does not support.
-        {"dual-namespace", "", {0x06, 3, 0}, {{0x400B, 0, 0}}},
-        {"rich-1.4", "", {0x02, 0xFFFFFFFF, 0x0A | (128u << 16)}, {{0x4109, 0, 0}}},
-        // The faulty profile carries faults of its own.
-        {"faulty", "", {0x02, 0xFFFFFFFF, 0x03 | (128u << 16)}, {{-1, EIO, UNTOUCHED}}},
-        {"faulty", "", {0x0A, 1, 0x0B}, {{-1, EINVAL, UNTOUCHED}}},
-    };
-    for (const auto& c : cases) {
-        const int fd = Open(c.profile, c.faults);
-        std::vector<uint8_t> data(4096, 0);
-        for (size_t i = 0; i < c.replies.size(); ++i) {
-            EXPECT_EQ(Send(fd, c.command, data.data(), 512), c.replies[i])
-                << c.profile << " " << c.faults << " send " << i;
-        }
     }
 }
 

@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "support/simulator.h"
 
@@ -45,27 +44,6 @@ TEST_F(SimulatedPreload, DeviceIsACharacterDeviceAndOnlyAdminCommandsAreAnswered
     errno = 0;
     EXPECT_EQ(open("/dev/nvme7", O_RDWR), -1);
     EXPECT_EQ(errno, ENOENT);
-}
-
-// scripts/with-simulator, as a user runs it.
-TEST(SimulatorScript, RunsACommandWithAProfileByNameOrPath) {
-    const struct {
-        std::string profile;
-        std::string file;
-        int status;
-        std::string output;
-    } cases[] = {
-        {"plain-1.2.1", "/sys/class/nvme/nvme0/serial", 0, "PLN121000001\n"},
-        {"no-such-profile", "/sys/class/nvme/nvme0/serial", 2, ""},
-    };
-    for (const auto& c : cases) {
-        const auto run = testing_support::RunProcess(
-            {std::string(BRANTIX_SOURCE_DIR) + "/scripts/with-simulator", c.profile, "--", "cat", c.file},
-            {{"BRANTIX_SIM_LIBRARY", BRANTIX_SIM_LIBRARY}}, {"LD_PRELOAD", "BRANTIX_SIM_PROFILE"},
-            std::filesystem::current_path(), false);
-        EXPECT_EQ(run.exit_code, c.status) << c.profile;
-        EXPECT_EQ(run.output, c.output) << c.profile;
-    }
 }
 
 }  // namespace
