@@ -55,6 +55,7 @@ TEST(Rules, CheckRuleOperatorsUnitsAndNumbers) {
         {"=", "1,000", "1000", ""},
         {"!=", "1,000", "1000", " Failed rule 'P != 1,000' with value '1000'"},
         {">=", "10", "9.5", " Failed rule 'P >= 10' with value '9.5'"},
+        {">", "9", "9.5", ""},
         {">", "9", "No", " Failed rule 'P > 9' parameters are not numbers"},
         {"match", "A B", "A B ", " Failed rule 'P match A B' does not match value 'A B '"},
         {"not-match", "Yes", "Yes", " Failed rule 'P not-match Yes' matches value 'Yes'"},
@@ -141,6 +142,11 @@ TEST(Compare, MismatchListsAndCompareTypes) {
     EXPECT_EQ(Records(info["all mismatches"], {"name", "compare_type", "delta"}),
               "Data Units Read|counter|500\nFirmware Revision (FR)|exact|Compare value missing\n"
               "Host Timestamp|ignore|1\nModel|exact|Mismatch\n");
+    // Against another drive's document, counters are not compared.
+    info = Document("Serial Number (SN)=S2;Data Units Read=1,500");
+    EXPECT_FALSE(orka::CompareNvmeInfo(earlier, info, "default"));
+    EXPECT_EQ(Records(info["all mismatches"], {"name", "compare_type", "delta"}),
+              "Data Units Read|ignore|500\nSerial Number (SN)|exact|Mismatch\n");
 }
 
 }  // namespace
