@@ -85,18 +85,6 @@ TEST(IdentifyNamespace, RowKindsConditionsAndVersionGates) {
     EXPECT_EQ(info["raw hex data"]["Identify Namespace 1"].size(), 256u);
 }
 
-// Values carrying the in-use mark, by parameter name.
-std::vector<std::string> MarkedNames(const Json::Value& info) {
-    std::vector<std::string> marked;
-    const Json::Value& parameters = info["nvme"]["parameters"];
-    for (const auto& name : parameters.getMemberNames()) {
-        if (parameters[name]["value"].asString().find(" *") != std::string::npos) {
-            marked.push_back(name);
-        }
-    }
-    return marked;
-}
-
 // FLBAS picks the format in use: only its values carry the mark and give the size. NLBAF may
 // claim more formats than the table holds.
 TEST(IdentifyNamespace, OnlyTheFormatInUseIsMarkedAndSized) {
@@ -118,7 +106,13 @@ TEST(IdentifyNamespace, OnlyTheFormatInUseIsMarkedAndSized) {
         ByteFixture bytes = Namespace();
         const Json::Value info =
             Decode(bytes.put8(25, c.nlbaf).put8(26, c.flbas).put8(190, 12), V130, highest);
-        EXPECT_EQ(MarkedNames(info), c.marked);
+        std::vector<std::string> marked;  // the values carrying the in-use mark
+        for (const auto& name : info["nvme"]["parameters"].getMemberNames()) {
+            if (Value(info, name).find(" *") != std::string::npos) {
+                marked.push_back(name);
+            }
+        }
+        EXPECT_EQ(marked, c.marked);
         EXPECT_EQ(Value(info, "Namespace 1 Size"), c.size);
         EXPECT_EQ(Value(info, "Namespace 1 Size in GiB"), c.gib);
     }
