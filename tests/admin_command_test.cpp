@@ -1,7 +1,6 @@
 // The admin command block and the records and trace lines kept for every command sent.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <regex>
 #include <sstream>
 
@@ -36,18 +35,6 @@ class SimulatedAdminCommand : public ::testing::Test {
         orka::SetLogSeverity(orka::Severity::verbose);
     }
 
-    // The trace lines without their time stamps and source line numbers.
-    std::vector<std::string> Trace() const {
-        std::vector<std::string> lines;
-        std::ifstream in(trace_);
-        for (std::string text; std::getline(in, text);) {
-            text =
-                std::regex_replace(text, std::regex(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\]  )"), "");
-            lines.push_back(std::regex_replace(text, std::regex(R"(@\d+\] )"), "] "));
-        }
-        return lines;
-    }
-
     testing_support::TempFolder folder_{"admin"};
     const std::string trace_ = folder_.Path("run.trace.log");
     orka::NVME_ID fd_ = -1;
@@ -55,8 +42,8 @@ class SimulatedAdminCommand : public ::testing::Test {
 
 TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
     const unsigned int untouched = 0xDEADBEEF;
-    const std::string verbose = "VERB  [LINUX_ADMIN_COMMAND] ";
-    const std::string error = "ERROR [LINUX_ADMIN_COMMAND] ";
+    const std::string verbose = "<stamp>  VERB  [LINUX_ADMIN_COMMAND@<line>] ";
+    const std::string error = "<stamp>  ERROR [LINUX_ADMIN_COMMAND@<line>] ";
     const std::string status = " FAILED Number of Queues completed with NVMe status ";
     const std::string ioctl =
         " FAILED Number of Queues ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd) failed with code ";
@@ -76,9 +63,9 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
          error + status + "0x4002 (Invalid Field in Command)"},
         // Allowed failures are debug lines, which carry no severity tag.
         {"opcode=0x0a,feature=0x07,status=0x4109", true, 0x4109, 0x4109, untouched,
-         status + "0x4109 (Unknown status)"},
+         "<stamp>  " + status + "0x4109 (Unknown status)"},
         {"opcode=0x0a,feature=0x07,errno=5", true, 5, 0, untouched,
-         ioctl + "5 'Input/output error'. Completed in <ms> mS"},
+         "<stamp>  " + ioctl + "5 'Input/output error'. Completed in <ms> mS"},
         {"opcode=0x0a,feature=0x07,errno=22", false, 22, 0, untouched,
          error + ioctl + "22 'Invalid argument'. Completed in <ms> mS", false},
     };
@@ -118,18 +105,19 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
 
         std::ostringstream ms;
         ms << static_cast<float>(record["time in ms"].asDouble());
-        EXPECT_EQ(Trace(), (std::vector<std::string>{
-                               verbose + "Running NVMe Admin Number of Queues command using "
-                                         "ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd)",
-                               verbose + "cmd.opcode = 10",
-                               verbose + "cmd.nsid = 1",
-                               verbose + "cmd.addr = (address of buffer)",
-                               verbose + "cmd.data_len = 0",
-                               verbose + "cdw10 = 7",
-                               verbose + "cdw11 = 11",
-                               verbose + "file_descriptor = " + std::to_string(fd_),
-                               std::regex_replace(c.outcome, std::regex("<ms>"), ms.str()),
-                           }));
+        EXPECT_EQ(testing_support::TraceLines(trace_),
+                  (std::vector<std::string>{
+                      verbose + "Running NVMe Admin Number of Queues command using "
+                                "ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd)",
+                      verbose + "cmd.opcode = 10",
+                      verbose + "cmd.nsid = 1",
+                      verbose + "cmd.addr = (address of buffer)",
+                      verbose + "cmd.data_len = 0",
+                      verbose + "cdw10 = 7",
+                      verbose + "cdw11 = 11",
+                      verbose + "file_descriptor = " + std::to_string(fd_),
+                      std::regex_replace(c.outcome, std::regex("<ms>"), ms.str()),
+                  }));
     }
 }
 

@@ -11,24 +11,17 @@
 
 namespace {
 
-using orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA;
+using Controller = orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA;
 using testing_support::ABSENT;
 using testing_support::ByteFixture;
 
-// Identify Controller with OAES (byte 92), CMIC (76), LPA (261) and NPSS (263).
-ORKA_NVME_IDENTIFY_CONTROLLER_DATA Controller(std::uint32_t oaes, std::uint8_t cmic_lpa, std::uint8_t npss) {
-    return ByteFixture(4096)
-        .put32(92, oaes)
-        .put8(76, cmic_lpa)
-        .put8(261, cmic_lpa)
-        .put8(263, npss)
-        .as<ORKA_NVME_IDENTIFY_CONTROLLER_DATA>();
-}
-
 TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
     orka::ExpandParameterCatalogue();
-    const auto plain = Controller(0, 0, 1);
-    const auto notices = Controller(0x7F00, 0x08, 1);  // every notice the 0Bh dword may hold
+    // Identify Controller with NPSS (byte 263) 1; the second also with every notice the 0Bh dword
+    // may hold: OAES (92), CMIC (76) and LPA (261).
+    ByteFixture identify(4096);
+    const auto plain = identify.put8(263, 1).as<Controller>();
+    const auto notices = identify.put32(92, 0x7F00).put8(76, 8).put8(261, 8).as<Controller>();
     const ByteFixture none(0);
     const ByteFixture apst = ByteFixture(256).put32(0, 100 << 8 | 3 << 3).put32(8, 7 << 3).put32(16, 5 << 8);
     const ByteFixture hmb = ByteFixture(16).put32(8, 1);
@@ -37,7 +30,7 @@ TEST(FeatureDecoder, ValueRulesOnDwordsAndBuffers) {
     const struct {
         unsigned int feature, dword;
         const ByteFixture& buffer;
-        const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller;
+        const Controller& controller;
         std::string name, value;
     } cases[] = {
         // special values, Kelvin shown in C, hexadecimal, notices only where the controller sends them

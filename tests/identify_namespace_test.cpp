@@ -27,24 +27,21 @@ ByteFixture Namespace() {
     return bytes.put8(130, 9).put8(131, 2).put16(132, 8).put8(134, 12).put8(138, 12).put8(139, 3);
 }
 
-class IdentifyNamespaceTest : public ::testing::Test {
-  protected:
-    void SetUp() override { orka::ExpandParameterCatalogue(); }
-
-    Json::Value Decode(const ByteFixture& bytes, unsigned int version, bool raw_hex = false) {
-        Json::Value info;
-        highest = version;
-        orka::DecodeIdentifyNamespace(bytes.as<orka::ORKA_NVME_IDENTIFY_NAMESPACE_DATA>(), info, raw_hex,
-                                      version, highest);
-        return info;
-    }
-
-    unsigned int highest = 0;
-};
+// The decoded namespace of a drive of `version`; `highest` starts at that version.
+Json::Value Decode(const ByteFixture& bytes, unsigned int version, unsigned int& highest,
+                   bool raw_hex = false) {
+    orka::ExpandParameterCatalogue();
+    Json::Value info;
+    highest = version;
+    orka::DecodeIdentifyNamespace(bytes.as<orka::ORKA_NVME_IDENTIFY_NAMESPACE_DATA>(), info, raw_hex, version,
+                                  highest);
+    return info;
+}
 
 // One or two fields written per case: a row of each kind of value, the fields shown only
 // under a condition or from a later version, and the highest version they leave.
-TEST_F(IdentifyNamespaceTest, RowKindsConditionsAndVersionGates) {
+TEST(IdentifyNamespace, RowKindsConditionsAndVersionGates) {
+    unsigned int highest = 0;
     struct Put {
         std::size_t offset = 0, width = 0;
         unsigned long long raw = 0;
@@ -80,29 +77,18 @@ TEST_F(IdentifyNamespaceTest, RowKindsConditionsAndVersionGates) {
         ByteFixture bytes = Namespace();
         bytes.putLittleEndian(c.put.offset, c.put.raw, c.put.width)
             .putLittleEndian(c.also.offset, c.also.raw, c.also.width);
-        EXPECT_EQ(testing_support::ParameterValue(Decode(bytes, c.version), c.name), c.value);
+        EXPECT_EQ(testing_support::ParameterValue(Decode(bytes, c.version, highest), c.name), c.value);
         EXPECT_EQ(highest, c.highest);
     }
-    const Json::Value info = Decode(Namespace(), V130, true);
+    const Json::Value info = Decode(Namespace(), V130, highest, true);
     EXPECT_EQ(info["raw hex data"].getMemberNames(), std::vector<std::string>{"Identify Namespace 1"});
     EXPECT_EQ(info["raw hex data"]["Identify Namespace 1"].size(), 256u);
 }
 
-// Values carrying the in-use mark, by parameter name.
-std::vector<std::string> MarkedNames(const Json::Value& info) {
-    std::vector<std::string> marked;
-    const Json::Value& parameters = info["nvme"]["parameters"];
-    for (const auto& name : parameters.getMemberNames()) {
-        if (parameters[name]["value"].asString().find(" *") != std::string::npos) {
-            marked.push_back(name);
-        }
-    }
-    return marked;
-}
-
 // FLBAS picks the format in use: only its values carry the mark and give the size. NLBAF may
 // claim more formats than the table holds.
-TEST_F(IdentifyNamespaceTest, OnlyTheFormatInUseIsMarkedAndSized) {
+TEST(IdentifyNamespace, OnlyTheFormatInUseIsMarkedAndSized) {
+    unsigned int highest = 0;
     const std::string lbads = "Namespace 1 LBA ", rp = " Relative Performance (RP)";
     const struct {
         std::uint8_t nlbaf, flbas;
@@ -118,13 +104,21 @@ TEST_F(IdentifyNamespaceTest, OnlyTheFormatInUseIsMarkedAndSized) {
     for (const auto& c : cases) {
         SCOPED_TRACE(int(c.flbas));
         ByteFixture bytes = Namespace();
-        const Json::Value info = Decode(bytes.put8(25, c.nlbaf).put8(26, c.flbas).put8(190, 12), V130);
-        EXPECT_EQ(MarkedNames(info), c.marked);
+        const Json::Value info =
+            Decode(bytes.put8(25, c.nlbaf).put8(26, c.flbas).put8(190, 12), V130, highest);
+        std::vector<std::string> marked;  // the values carrying the in-use mark
+        for (const auto& name : info["nvme"]["parameters"].getMemberNames()) {
+            if (Value(info, name).find(" *") != std::string::npos) {
+                marked.push_back(name);
+            }
+        }
+        EXPECT_EQ(marked, c.marked);
         EXPECT_EQ(Value(info, "Namespace 1 Size"), c.size);
         EXPECT_EQ(Value(info, "Namespace 1 Size in GiB"), c.gib);
     }
-    EXPECT_EQ(Value(Decode(Namespace().put8(25, 255), V130), "Namespace 1 Number of LBA Formats (NLBAF)"),
-              "256");
+    EXPECT_EQ(
+        Value(Decode(Namespace().put8(25, 255), V130, highest), "Namespace 1 Number of LBA Formats (NLBAF)"),
+        "256");
 }
 
 }  // namespace

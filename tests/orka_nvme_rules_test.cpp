@@ -48,13 +48,13 @@ std::string LoadError(const std::string& path, Json::Value& rules) {
 TEST(Rules, CheckRuleOperatorsUnitsAndNumbers) {
     const Rows cases = {
         // operator, limit, value, message ("" for a pass)
-        {"<", "90 %", "5 %", ""},
         {"<", "90 %", "90 %", " Failed rule 'P < 90 %' with value '90 %'"},
         {"<=", "70 C", "45 C (318 K)", ""},
         {"<=", "70 C", "45", " Failed rule 'P <= 70 C' units do not match. Value unit: "},
         {"=", "1,000", "1000", ""},
         {"!=", "1,000", "1000", " Failed rule 'P != 1,000' with value '1000'"},
         {">=", "10", "9.5", " Failed rule 'P >= 10' with value '9.5'"},
+        {">", "9", "9.5", ""},
         {">", "9", "No", " Failed rule 'P > 9' parameters are not numbers"},
         {"match", "A B", "A B ", " Failed rule 'P match A B' does not match value 'A B '"},
         {"not-match", "Yes", "Yes", " Failed rule 'P not-match Yes' matches value 'Yes'"},
@@ -141,6 +141,11 @@ TEST(Compare, MismatchListsAndCompareTypes) {
     EXPECT_EQ(Records(info["all mismatches"], {"name", "compare_type", "delta"}),
               "Data Units Read|counter|500\nFirmware Revision (FR)|exact|Compare value missing\n"
               "Host Timestamp|ignore|1\nModel|exact|Mismatch\n");
+    // Against another drive's document, counters are not compared.
+    info = Document("Serial Number (SN)=S2;Data Units Read=1,500");
+    EXPECT_FALSE(orka::CompareNvmeInfo(earlier, info, "default"));
+    EXPECT_EQ(Records(info["all mismatches"], {"name", "compare_type", "delta"}),
+              "Data Units Read|ignore|500\nSerial Number (SN)|exact|Mismatch\n");
 }
 
 }  // namespace

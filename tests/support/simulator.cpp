@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -67,6 +68,17 @@ SimulatedRun RunInFolder(const std::string& profile, RunOptions options, const s
 std::string ProfilePath(const std::string& name) {
     return name.find('/') != std::string::npos ? name
                                                : std::string(BRANTIX_SIM_PROFILES) + "/" + name + ".json";
+}
+
+std::vector<std::string> TraceLines(const std::string& path) {
+    static const std::regex stamp(R"(^\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\])");
+    static const std::regex line(R"(@\d+\] )");
+    std::ifstream in(path);
+    std::vector<std::string> lines;
+    for (std::string text; std::getline(in, text);) {
+        lines.push_back(std::regex_replace(std::regex_replace(text, stamp, "<stamp>"), line, "@<line>] "));
+    }
+    return lines;
 }
 
 Json::Value ParseJson(const std::string& text) {

@@ -55,6 +55,10 @@ using CommandResult = ProcessResult;
 CommandResult RunUnderSimulator(const std::string& profile, const std::vector<std::string>& command,
                                 const std::string& state_dir);
 
+// The lines of a trace file with "<stamp>" for the time stamp and "<line>" for
+// the source line number.
+std::vector<std::string> TraceLines(const std::string& path);
+
 // Reads one JSON document from text; throws when it is not valid JSON.
 Json::Value ParseJson(const std::string& text);
 
