@@ -121,4 +121,21 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
     }
 }
 
+// A first list that cannot take the record ends the command with the error and where it was raised.
+TEST_F(SimulatedAdminCommand, AListThatIsNoListThrowsWithItsOrigin) {
+    Open("");
+    Json::Value commands = "not a list";
+    Json::Value more(Json::arrayValue);
+    try {
+        orka::NvmeAdminCommand(fd_, "Number of Queues", commands, more, 0x0A, 1, 7, 0, 0, 0, 0, 0, nullptr,
+                               nullptr, 0, false);
+        ADD_FAILURE() << "no exception";
+    } catch (const std::runtime_error& error) {
+        EXPECT_TRUE(std::regex_match(error.what(), std::regex("in Json::Value::append: requires arrayValue\n "
+                                                              "@ LINUX_ADMIN_COMMAND source/orka/source/"
+                                                              "nvme_admin_command \\d+")))
+            << error.what();
+    }
+}
+
 }  // namespace

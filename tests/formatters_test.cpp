@@ -18,6 +18,7 @@ TEST(Formatters, DisplayTexts) {
         // numbers grouped from the right; types narrower than 32 bits widen without sign
         {orka::ToNumberString(std::numeric_limits<std::uint64_t>::max()), "18,446,744,073,709,551,615"},
         {orka::ToNumberString(std::numeric_limits<std::int64_t>::min()), "-9,223,372,036,854,775,808"},
+        {orka::ToNumberString(std::int16_t{-1}), "65,535"},
         // exactly the requested hex digits
         {orka::ToHexString(std::int8_t{-1}, 4), "0x00FF"},
         // decimals cut, never more than six; the sign counts as a character of the grouping

@@ -146,6 +146,11 @@ TEST(Compare, MismatchListsAndCompareTypes) {
     EXPECT_FALSE(orka::CompareNvmeInfo(earlier, info, "default"));
     EXPECT_EQ(Records(info["all mismatches"], {"name", "compare_type", "delta"}),
               "Data Units Read|ignore|500\nSerial Number (SN)|exact|Mismatch\n");
+    // Under "firmware" a new firmware revision is no mismatch.
+    info = Document("Serial Number (SN)=S1;Firmware Revision (FR)=F2");
+    EXPECT_TRUE(
+        orka::CompareNvmeInfo(Document("Serial Number (SN)=S1;Firmware Revision (FR)=F1"), info, "firmware"));
+    EXPECT_EQ(Records(info["all mismatches"], {"name", "compare_type"}), "Firmware Revision (FR)|ignore\n");
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ namespace {
 
 TEST(TraceLog, FileHoldsEveryLineAndTheConsoleOnlyItsOwn) {
     const testing_support::TempFolder folder("trace");
-    orka::TRACELOG_NAME = folder.Path("first.trace.log");
+    orka::TRACELOG_NAME = folder.Write("first.trace.log", "an earlier run\n");
     orka::InitTraceLog();
     orka::SetLogSeverity(orka::Severity::verbose);
     testing::internal::CaptureStdout();
@@ -33,6 +33,8 @@ TEST(TraceLog, FileHoldsEveryLineAndTheConsoleOnlyItsOwn) {
                   "<stamp>  VERB  [TestBody@<line>] verbose line",
                   "<stamp>  FATAL [TestBody@<line>] fatal line",
               }));
+    orka::InitTraceLog();  // a second start in the process begins a fresh file
+    EXPECT_EQ(testing_support::ReadFile(orka::TRACELOG_NAME), "");
 }
 
 }  // namespace
