@@ -1,5 +1,5 @@
 // Compares what brantix decoded inside the test machine with what nvme-cli
-// and smartctl decoded from the same controller in the same boot.
+// decoded from the same controller in the same boot.
 //
 //   brantix_vm_crosscheck RESULTS_DIR
 //
