@@ -287,7 +287,9 @@ TEST(Faults, BrokenInputsAndDrives) {
         {"{}", "x.cmd.json", deep, 16, unparsed},
         {"{}", "x.cmd.json", read(R"({"padding": )" + padding + "}"), 0, " No errors found "},
         // Keys are read with the JSON library's conversions; one that fails ends the run.
-        {"{}", "x.cmd.json", read(R"({"samples": "many"})"), 17, "Value is not convertible to UInt."},
+        {"{}", "x.cmd.json",
+         testing_support::CommandFile("selftest-short", {R"({"display sample interval in sec": "ten"})"}), 17,
+         "Value is not convertible to UInt."},
         {"{}", "x.cmd.json", read(R"({"short description": {}})"), 17, "Type is not convertible to string"},
         {"{}", "x.cmd.json", read(R"({"log hex data": "yes"})"), 22,
          "GetNvmeInfo: Value is not convertible to bool."},

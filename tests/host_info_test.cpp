@@ -23,7 +23,7 @@ TEST(HostFiles, TextFunctions) {
         std::function<std::string()> call;
         std::string expected;
     } cases[] = {
-        {[&] { return orka::GetLinuxInfo(file("1.23 \n2.0\n")); }, "1.23 "},
+        {[&] { return orka::GetLinuxInfo(file("1.23 \r\n2.0\n")); }, "1.23 "},
         {[&] { return orka::GetLinuxInfo(missing); }, "N/A"},
         // VERSION_ID does not begin with VERSION=; the first matching line is taken.
         {[&] {
@@ -32,6 +32,7 @@ TEST(HostFiles, TextFunctions) {
          "1"},
         {[&] { return orka::GetLinuxOsName(file("PRETTY_NAME=Plain\nPRETTY_NAME=\"Second\"\n")); }, "N/A"},
         {[&] { return orka::GetLinuxOsVersion(file("VERSION=\"\"\n")); }, ""},
+        {[&] { return orka::GetLinuxOsName(file("PRETTY_NAME=\"unclosed\n")); }, "N/A"},
         {[&] { return orka::GetLinuxOsName(missing) + "|" + orka::GetLinuxOsVersion(file("ID=x\n")); },
          "N/A|N/A"},
         {[&] { return orka::GetLinuxInfoField(file(cpu), "model name"); }, "Example CPU @ 2.00GHz"},
@@ -64,7 +65,7 @@ TEST(HostFiles, TextFunctions) {
 // the prefix); empty: not a drive's.
 TEST(HostFiles, DriveNumbers) {
     for (const auto& [name, namespace_drive, listed_drive] : std::vector<std::array<std::string, 3>>{
-             {"nvme12n3", "12", "12"}, {"nvme0n1p1", "", "0"}, {"sda", "", ""}}) {
+             {"nvme12n3", "12", "12"}, {"nvme0n1p1", "", "0"}, {"nvme3", "", "3"}, {"sda", "", ""}}) {
         std::string drive;
         EXPECT_EQ(orka::IsNvmeNamespaceDevice(name, drive), !namespace_drive.empty()) << name;
         EXPECT_EQ(drive, namespace_drive) << name;
