@@ -39,7 +39,7 @@ TEST(SimulatorProfile, MistakesNameTheirPlace) {
          "test.json: drives[0].identify controller: unknown field \"MODEL\""},
         {parsed(R"({"drives": [{"log pages": {"C0": {"x": 1}}}]})"),
          "test.json: drives[0].log pages.C0: log page without a layout here; give its bytes as \"data\""},
-        {faults("opcode=2"), "fault \"opcode=2\": give exactly one of errno and status"},
+        {faults("opcode=2"), "fault \"opcode=2\": give exactly one of errno, status and signal"},
         {faults("log=2,errno=5"), "fault \"log=2,errno=5\": a command fault needs an opcode"},
     };
     for (const auto& [action, message] : cases) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -465,6 +466,7 @@ int OpenError(const Context& context, const Drive& drive) {
 
 Answer RunAdminCommand(const Context& context, const Drive& drive, AdminCommand& command) {
     Answer answer;
+    int signal = 0;
     {
         State state(context, drive);
         Json::Value& value = state.value;
@@ -494,7 +496,9 @@ Answer RunAdminCommand(const Context& context, const Drive& drive, AdminCommand&
             }
             Json::Value& calls = value["fault calls"][fault.Key()];
             calls = calls.asUInt() + 1;
-            if (calls.asUInt() > fault.after) {
+            if (calls.asUInt() > fault.after && fault.signal != 0) {
+                signal = fault.signal;
+            } else if (calls.asUInt() > fault.after) {
                 answer = fault.error != 0 ? Answer{-1, fault.error, 0} : Status(fault.status);
                 failed = true;
             }
@@ -523,6 +527,11 @@ Answer RunAdminCommand(const Context& context, const Drive& drive, AdminCommand&
         }
     }
     Journal(context, drive, command, answer);
+    if (signal != 0) {
+        // As if the signal arrived while the command was on its way back: deterministic where a signal
+        // sent from outside would race the program.
+        raise(signal);
+    }
     return answer;
 }
 

@@ -835,16 +835,19 @@ void ParseFaults(const std::string& text, std::vector<Fault>& faults, int& open_
                 fault.error = static_cast<int>(value);
             } else if (key == "status") {
                 fault.status = static_cast<int>(value);
+            } else if (key == "signal") {
+                fault.signal = static_cast<int>(value);
             } else {
                 throw ProfileError("fault \"" + entry + "\": unknown key \"" + key + "\"");
             }
         }
         if (command) {
-            if ((fault.error == 0) == (fault.status == 0)) {
-                throw ProfileError("fault \"" + entry + "\": give exactly one of errno and status");
+            if ((fault.error != 0) + (fault.status != 0) + (fault.signal != 0) != 1) {
+                throw ProfileError("fault \"" + entry + "\": give exactly one of errno, status and signal");
             }
             faults.push_back(fault);
-        } else if (fault.log >= 0 || fault.feature >= 0 || fault.error != 0 || fault.status != 0) {
+        } else if (fault.log >= 0 || fault.feature >= 0 || fault.error != 0 || fault.status != 0 ||
+                   fault.signal != 0) {
             throw ProfileError("fault \"" + entry + "\": a command fault needs an opcode");
         }
     }

@@ -44,6 +44,7 @@ struct Fault {
     unsigned after = 0;  // the first `after` matching calls succeed
     int error = 0;       // errno to fail the ioctl with
     int status = 0;      // NVMe status returned instead
+    int signal = 0;      // raised in the calling process once the command has completed normally
     std::string Key() const;
 };
 
