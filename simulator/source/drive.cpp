@@ -496,9 +496,12 @@ Answer RunAdminCommand(const Context& context, const Drive& drive, AdminCommand&
             }
             Json::Value& calls = value["fault calls"][fault.Key()];
             calls = calls.asUInt() + 1;
-            if (calls.asUInt() > fault.after && fault.signal != 0) {
+            if (calls.asUInt() <= fault.after) {
+                continue;
+            }
+            if (fault.signal != 0) {
                 signal = fault.signal;
-            } else if (calls.asUInt() > fault.after) {
+            } else {
                 answer = fault.error != 0 ? Answer{-1, fault.error, 0} : Status(fault.status);
                 failed = true;
             }
