@@ -196,6 +196,7 @@ class Comparison {
         }
         CompareFeatureDumps(info_, results_, outcome_);
         CompareCommands();
+        CompareErrors();
         return outcome_;
     }
 
@@ -285,6 +286,51 @@ class Comparison {
                 Expect(outcome_, type + " " + effect.name, ours[i][effect.name].asString(),
                        effect.format({}, dword >> effect.shift & ((1ULL << effect.width) - 1)));
             }
+        }
+    }
+
+    // Each entry of brantix's error log against nvme-cli's entry with the same error count (nvme-cli may
+    // have read the log later, with more entries).
+    void CompareErrors() {
+        const Json::Value shown = ReadJson(results_ + "/error-log.out")["errors"];
+        std::map<Wide, Json::Value> entries;
+        for (const Json::Value& entry : shown) {
+            entries[ClientNumber(entry["error_count"])] = entry;
+        }
+        const auto number = [](const Json::Value& value, Wide none, const char* words) {
+            const Wide n = ClientNumber(value);
+            return n == none ? std::string(words) : orka::ToNumberString(static_cast<unsigned long long>(n));
+        };
+        for (const Json::Value& ours : info_["nvme"]["error log"]) {
+            const std::string count = ours["Error Count"].asString();
+            std::string actual;
+            for (const char* name : {"Submission Queue ID", "Command ID", "Phase Tag", "Status Field",
+                                     "Byte Location", "Bit Location", "LBA", "Namespace"}) {
+                actual += ours[name].asString() + ";";
+            }
+            std::string digits = count;
+            orka::RemoveCommas(digits);
+            const auto found = entries.find(ParseNumber(digits));
+            if (found == entries.end()) {
+                outcome_.differences.push_back("error " + count + ": only brantix shows it");
+                continue;
+            }
+            const Json::Value& entry = found->second;
+            const Wide location = ClientNumber(entry["parm_error_location"]);
+            const Bits sqid = static_cast<Bits>(ClientNumber(entry["sqid"]));
+            const Bits cmdid = static_cast<Bits>(ClientNumber(entry["cmdid"]));
+            const std::string expected =
+                (sqid > 65534 ? "Not Specific" : orka::ToNumberString(sqid)) + ";" +
+                (cmdid > 65534 ? "Not Specific" : orka::ToNumberString(cmdid)) + ";" +
+                orka::ToHexString(static_cast<Bits>(ClientNumber(entry["phase_tag"])), 1) + ";" +
+                orka::ToHexString(static_cast<Bits>(ClientNumber(entry["status_field"])), 4) + ";" +
+                (location == 0xFFFF ? "Not Specific;Not Specific"
+                                    : std::to_string(static_cast<Bits>(location & 0xFF)) + ";" +
+                                          std::to_string(static_cast<Bits>(location >> 8 & 7))) +
+                ";" + number(entry["lba"], ~0ULL, "Not Applicable") + ";" +
+                number(entry["nsid"], 0xFFFFFFFFULL, "Not Applicable") + ";";
+            Expect(outcome_, "error " + count + " (SQID;CID;phase;status;byte;bit;LBA;NSID)", actual,
+                   expected);
         }
     }
 
