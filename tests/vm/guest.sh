@@ -303,8 +303,9 @@ else
     # Each controller shows the shared namespaces under its own name: the
     # same file system or swap area is in use whichever name it was set up
     # through.
-    check topology "read-nvme$shared_a" 0 /vm/brantix /vm/read-system --nvme "$shared_a" \
-        -d "$out/read-nvme$shared_a"
+    for n in $shared_a $shared_b; do
+        check topology "read-nvme$n" 0 /vm/brantix /vm/read-system --nvme "$n" -d "$out/read-nvme$n"
+    done
     step mkfs 0 mke2fs "/dev/nvme${shared_a}n1"
     step mount-a 0 mount "/dev/nvme${shared_a}n1" /mnt
     in_use mounted-a "$shared_a" "$shared_b"
