@@ -35,15 +35,17 @@ step() {
     if type "$1" | grep -q function; then
         limit=
     fi
+    started=$(cut -d ' ' -f 1 /proc/uptime)
     (cd "$out/$name" && $limit "$@") > "$out/$name.out" 2> "$out/$name.err"
     code=$?
+    took=$(awk -v started="$started" '{ printf "%.1f s", $1 - started }' /proc/uptime)
     echo "$name $code" >> "$out/codes"
     if [ "$expected" = "-" ]; then
-        echo "ran  $name (exit code $code, judged by the cross-check)"
+        echo "ran  $name (exit code $code, judged by the cross-check; $took)"
     elif [ "$code" = "$expected" ]; then
-        echo "ok   $name (exit code $code)"
+        echo "ok   $name (exit code $code; $took)"
     else
-        echo "FAIL $name: exit code $code, expected $expected"
+        echo "FAIL $name: exit code $code, expected $expected ($took)"
         failures=$((failures + 1))
     fi
     rmdir "$out/$name" 2>/dev/null
