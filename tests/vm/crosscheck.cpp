@@ -328,10 +328,10 @@ void CheckTopology(const std::string& results, Outcome& outcome) {
 // run on (step sanitize-SCENARIO-nvmeN) got a Sanitize command.
 void CheckNoSanitizeSent(const std::string& results, Outcome& outcome) {
     for (const auto& [step, code] : Codes(results)) {
-        if (step.rfind("sanitize-", 0) != 0) {
+        const auto dash = step.rfind("-nvme");
+        if (step.rfind("sanitize-", 0) != 0 || dash == std::string::npos) {
             continue;
         }
-        const auto dash = step.rfind("-nvme");
         const std::string controller = step.substr(dash + 1);
         std::istringstream lines(ReadFile(results + "/trace-" + step.substr(9, dash - 9) + ".txt"));
         int identify = 0;

@@ -295,6 +295,9 @@ if [ "$boot" = multipath ]; then
     in_use held "$shared_a" "$shared_b"
     kill "$holder"
 
+    # A sanitize needs the drive named with --nvme.
+    check topology sanitize-default 16 /vm/brantix /vm/sanitize-block -d "$out/sanitize-default"
+
     # Self-test and sanitize on the first controller: whatever it does not
     # support must end with brantix's own failure code; sanitize goes last, as
     # it erases the drive.
