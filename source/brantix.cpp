@@ -357,7 +357,7 @@ void DisplayUsage(bool verbose) {
             "                                   Only applies to command type read",
             "                                   Overides the metrics file specified in cmd file",
             "                                   Example: --metrics "
-            "/var/lib/prometheus/node-exporter/nvme1.prom",
+            "/var/lib/prometheus/node-exporter/brantix-nvme1.prom",
             "   -i, --interval <interval>       Interval in mS between read samples",
             "                                   Only applies to command type read when reading more than 1 "
             "sample",
