@@ -30,6 +30,7 @@ struct CommandLine {
     std::string cmdFile = "read";
     std::string compareFile;
     std::string rulesFile;
+    std::string metricsFile;
     std::string logDirectory = ".";
     std::string drive = "*";
     int samples = NOT_GIVEN;
@@ -81,6 +82,8 @@ void ParseArguments(const std::vector<std::string>& args, CommandLine& line) {
             line.compareFile = valueOf(i);
         } else if (arg == "--rules" || arg == "-r") {
             line.rulesFile = valueOf(i);
+        } else if (arg == "--metrics") {
+            line.metricsFile = valueOf(i);
         } else if (arg == "--samples" || arg == "-s") {
             line.samples = std::stoi(valueOf(i), nullptr, 10);
         } else if (arg == "--interval" || arg == "-i") {
@@ -121,6 +124,9 @@ void RefuseReadOptions(const std::string& type, const Json::Value& settings, con
     }
     if (!settings["compare file"].asString().empty()) {
         throw orka::UsageError("Command type " + type + " does not use compare file");
+    }
+    if (!line.metricsFile.empty()) {
+        throw orka::UsageError("Command type " + type + " does not use --metrics");
     }
     if (line.samples != NOT_GIVEN) {
         throw orka::UsageError("Command type " + type + " does not use --samples");
@@ -238,6 +244,9 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     if (!line.rulesFile.empty()) {
         settings["rules file"] = line.rulesFile;
     }
+    if (!line.metricsFile.empty()) {
+        settings["metrics file"] = line.metricsFile;
+    }
     if (line.samples != NOT_GIVEN) {
         settings["samples"] = line.samples;
     }
@@ -301,6 +310,7 @@ void DisplayUsage(bool verbose) {
             "   -r, --rules <rules file>        Path to rules file with or without .rules.json extension",
             "   -c, --compare <compare file>    Path to file to compare.  Must include full name with "
             "extension.",
+            "   --metrics <metrics file>        Path to metrics file for node-exporter's textfile collector",
             "   -i, --interval <interval>       Interval in mS between read samples.",
             "   -s, --samples <samples>         Number of read samples.",
             " ",
@@ -343,6 +353,11 @@ void DisplayUsage(bool verbose) {
             "                                   Overides the compare file specified in cmd file",
             "                                   Linux Example: --compare ./compare_files/nvme.info.json",
             R"(                                   Windows Example: --compare \dravoint\results\verify-new-drive-001\nvme.info.json)",
+            "   --metrics <metrics file>        Path to metrics file in the Prometheus text format",
+            "                                   Only applies to command type read",
+            "                                   Overides the metrics file specified in cmd file",
+            "                                   Example: --metrics "
+            "/var/lib/prometheus/node-exporter/brantix-nvme1.prom",
             "   -i, --interval <interval>       Interval in mS between read samples",
             "                                   Only applies to command type read when reading more than 1 "
             "sample",
@@ -402,8 +417,8 @@ int main(int argc, const char** argv) {
     // rather than ending the process half way through a file.
     std::signal(SIGXFSZ, SIG_IGN);
     int rc = 0;
+    Json::Value settings;
     try {
-        Json::Value settings;
         GetAppParameters(static_cast<unsigned int>(argc), argv, settings);
         if (settings["high priority"].asBool()) {
             orka::SetHighPriority();
@@ -460,6 +475,7 @@ int main(int argc, const char** argv) {
         LOG_ERROR << " @ Main:  source/brantix " << __LINE__;
         rc = 17;
     }
+    FinishRunMetrics(settings, rc);
     if (rc == 0) {
         LOG_INFO << "[PASS] " << APP_NAME << " returned " << rc;
     } else {

@@ -27,6 +27,9 @@ extern volatile std::sig_atomic_t GLOBAL_EXIT_GRACEFULLY;
 
 // Command types; each returns the run's return code.
 int Read(Json::Value& settings);
+// Writes the read's metrics file, if the settings name one, with the run's exit code: called
+// once at the end of every run, however it ended.
+void FinishRunMetrics(const Json::Value& settings, int rc);
 int SelfTest(const Json::Value& settings);
 int Sanitize(Json::Value& settings);
 int Format(Json::Value& settings);

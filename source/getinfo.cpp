@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <thread>
 
 #include "brantix.h"
@@ -109,6 +110,27 @@ void MarkFailed(std::string& text, unsigned int sample, const std::string& what)
 
 std::string AbsolutePath(const std::string& path) {
     return std::filesystem::absolute(path).lexically_normal().string();
+}
+
+// The metrics file of this run: made by Read once the setting is checked, or at the end of a
+// run that stopped before Read got that far.
+std::unique_ptr<orka::RunMetrics> RUN_METRICS;
+
+// The drive's path as far as the run resolved it.
+std::string DevicePath(const Json::Value& settings) {
+    const Json::Value& common = settings["common"];
+    return common.isMember("nvme path") ? common["nvme path"].asString()
+                                        : "/dev/nvme" + common["drive"].asString();
+}
+
+// A metrics file that cannot be replaced is reported; the run itself goes on.
+template <typename Step>
+void UpdateMetrics(const Step& step) {
+    try {
+        step(*RUN_METRICS);
+    } catch (const orka::OrkaError& error) {
+        LOG_ERROR << " Failed writing metrics file: " << error.what();
+    }
 }
 
 // The run's command records ("command times") wait in a file beside the summary rather than in
@@ -238,6 +260,7 @@ int Read(Json::Value& settings) {
             throw orka::UsageError("Failed to find folder of metrics file: " + metrics_file);
         }
         settings["metrics file"] = metrics_file;
+        RUN_METRICS = std::make_unique<orka::RunMetrics>(metrics_file, DevicePath(settings));
     }
 
     const std::filesystem::path log_directory = settings["common"]["log directory"].asString();
@@ -299,7 +322,8 @@ int Read(Json::Value& settings) {
         if (system_data) {
             orka::GetSystemInfo(info, drive, extended_system_data);
         }
-        if (!orka::GetNvmeInfo(fd, controller, settings, summary["command times"], info)) {
+        const bool read = orka::GetNvmeInfo(fd, controller, settings, summary["command times"], info);
+        if (!read) {
             MarkFailed(failure, sample, "read");
         }
         Json::Value& parameters = info["nvme"]["parameters"];
@@ -354,15 +378,10 @@ int Read(Json::Value& settings) {
         }
         sample_records.append(failed ? GetSampleInfo(1, failure, info, sample_start, timestamp)
                                      : GetSampleInfo(0, "PASSED", info, sample_start, timestamp));
-        if (!metrics_file.empty()) {
+        if (RUN_METRICS) {
             outcome.passed = !failed;
             outcome.duration_seconds = std::chrono::duration<double>(Clock::now() - sample_start).count();
-            // A metrics file that cannot be replaced is reported; the read itself goes on.
-            try {
-                orka::WriteMetricsFile(metrics_file, info, outcome);
-            } catch (const orka::OrkaError& error) {
-                LOG_ERROR << " Failed writing metrics file: " << error.what();
-            }
+            UpdateMetrics([&](orka::RunMetrics& metrics) { metrics.Sample(info, outcome, read); });
         }
         command_times.Take(summary["command times"]);
         if (interrupted) {
@@ -406,4 +425,18 @@ int Read(Json::Value& settings) {
                                              : " Found errors on " + std::to_string(errors) + " samples of " +
                                                    std::to_string(completed) + " total samples";
     return LogResult(summary, errors < fail_limit ? 21 : 22, message, summary_path, write);
+}
+
+void FinishRunMetrics(const Json::Value& settings, int rc) {
+    if (!RUN_METRICS) {
+        // The run ended before Read checked the setting: a read's command file with a metrics file.
+        if (!settings.isObject() || settings["command type"] != "read" ||
+            !settings["metrics file"].isString() || settings["metrics file"].asString().empty()) {
+            return;
+        }
+        RUN_METRICS = std::make_unique<orka::RunMetrics>(AbsolutePath(settings["metrics file"].asString()),
+                                                         DevicePath(settings));
+    }
+    const double now = std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+    UpdateMetrics([&](orka::RunMetrics& metrics) { metrics.Finish(rc, now); });
 }

@@ -255,7 +255,8 @@ int Sanitize(Json::Value& settings) {
         } catch (const orka::UsageError&) {
             throw;
         } catch (const std::exception& error) {
-            rc = run.Finish(16, error.what());
+            // A drive that cannot be opened or answered nothing is an operational failure.
+            rc = run.Finish(17, error.what());
         }
         if (fd >= 0) {
             orka::CloseNvmeId(fd);

@@ -63,7 +63,7 @@ TEST_F(SimulatedAdminCommand, RecordsAndTraceLinesForEachOutcome) {
          error + status + "0x4002 (Invalid Field in Command)"},
         // Allowed failures are debug lines, which carry no severity tag.
         {"opcode=0x0a,feature=0x07,status=0x4109", true, 0x4109, 0x4109, untouched,
-         "<stamp>  " + status + "0x4109 (Unknown status)"},
+         "<stamp>  " + status + "0x4109 (Invalid Log Page)"},
         {"opcode=0x0a,feature=0x07,errno=5", true, 5, 0, untouched,
          "<stamp>  " + ioctl + "5 'Input/output error'. Completed in <ms> mS"},
         {"opcode=0x0a,feature=0x07,errno=22", false, 22, 0, untouched,

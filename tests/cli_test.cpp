@@ -84,8 +84,8 @@ TEST(CommandLine, UsageAndHelpPrintTheirTextsAndPass) {
     EXPECT_TRUE(testing_support::HasLine(help,
                                          "                                   The file to compare must a "
                                          "nvme.info.json file"));
-    EXPECT_EQ(std::count(UsageText().begin(), UsageText().end(), '\n'), 19);
-    EXPECT_EQ(std::count(help.begin(), help.end(), '\n'), 50);
+    EXPECT_EQ(std::count(UsageText().begin(), UsageText().end(), '\n'), 20);
+    EXPECT_EQ(std::count(help.begin(), help.end(), '\n'), 54);
 }
 
 std::string Invalid(const std::string& argument) {
@@ -136,6 +136,8 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
         {"st", "Command type self-test does not use compare file", "st.cmd.json",
          CommandFile("selftest-short", {R"({"compare file": "old.json"})"}), true},
         {"st -s 3", "Command type self-test does not use --samples", "st.cmd.json", selftest, true},
+        {"st --metrics m.prom", "Command type self-test does not use --metrics", "st.cmd.json", selftest,
+         true},
         {"sz.cmd.json --interval 0", "Command type sanitize does not use --interval", "sz.cmd.json", sanitize,
          true},
         {"sz", Missing("sanitize type", "sanitize") + "\n", "sz.cmd.json",

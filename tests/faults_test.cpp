@@ -46,23 +46,27 @@ Json::Value JsonFile(const testing_support::SimulatedRun& run, const std::string
     return ParseJson(run.Read(name));
 }
 
-// Each admin command of a read sample failing alone, by errno and by NVMe status.
+// Each admin command of a read sample failing alone: by errno, by an NVMe status, and rejected as not
+// offered (Invalid Field in Command), which only a mandatory read fails on.
 TEST(Faults, EachCommandOfASampleFailingAlone) {
+    enum Kind { kMandatory, kOptional, kAllowed };
     struct Case {
         std::string selector;
-        std::string status;                      // "read status"; the sample passes on "All commands passed"
+        std::string status;  // "read status" when it fails; the failing command's name, then " failed"
+        Kind kind = kOptional;
         std::string absent = "";                 // a parameter the failed command would have given
         std::string witness = "Power On Hours";  // a parameter another command gave, and its value
         std::string value = "8,760";
     };
     std::vector<Case> cases = {
         // The simulator selects Identify by opcode: the controller's fault fails every Identify, and
-        // the namespaces are then not read, as the drive reports none.
-        {"opcode=0x06", "Identify Controller failed"},
-        {"opcode=0x06,after=1", "Identify Namespace 1 failed", "Size"},
+        // no namespace command is sent.
+        {"opcode=0x06", "Identify Controller failed", kMandatory, "Model"},
+        {"opcode=0x06,after=2", "Identify Namespace 1 failed", kMandatory, "Size"},
         // A drive that cannot list its active namespaces is allowed to: the size is namespace 1's.
-        {"opcode=0x06,after=2", "All commands passed", "", "Size", "2000398934016 Bytes"},
-        {"opcode=0x02,log=2", "Get Log Page 0x02 failed", "Power On Hours", "Serial Number (SN)",
+        {"opcode=0x06,cns=2", "Identify Active Namespace List failed", kAllowed, "", "Size",
+         "2000398934016 Bytes"},
+        {"opcode=0x02,log=2", "Get Log Page 0x02 failed", kMandatory, "Power On Hours", "Serial Number (SN)",
          "RICH14000000000042  "},
         // A later piece of the telemetry log, the read after the event log's context is established,
         // the last temperature threshold.
@@ -72,24 +76,30 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
     };
     for (const unsigned int log : {0x01, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x0D}) {
         const std::string id = {'0', 'x', "0123456789ABCDEF"[log >> 4], "0123456789ABCDEF"[log & 15]};
-        cases.push_back({"opcode=0x02,log=" + id, "Get Log Page " + id + " failed"});
+        cases.push_back(
+            {"opcode=0x02,log=" + id, "Get Log Page " + id + " failed", log <= 3 ? kMandatory : kOptional});
     }
     for (const unsigned int feature : {1, 2, 4, 5, 6, 8, 10, 11, 12, 13, 14, 15, 16, 17}) {
         const std::string id = std::to_string(feature);
         cases.push_back({"opcode=0x0A,feature=" + id, "Get Feature " + id + " failed"});
     }
     for (const auto& c : cases) {
-        for (const auto& [way, code] :
-             {std::pair<std::string, int>{"errno=5", 5}, {"status=0x4002", 0x4002}}) {
+        for (const auto& [way, code] : {std::pair<std::string, int>{"errno=5", 5},
+                                        {"status=0x4006", 0x4006},
+                                        {"status=0x4002", 0x4002}}) {
             SCOPED_TRACE(c.selector + "," + way);
-            const bool passes = c.status == "All commands passed";
+            const bool not_offered = code == 0x4002 && c.kind != kMandatory;
+            const bool passes = c.kind == kAllowed || not_offered;
             const auto run = RunBrantixOnProfile("rich-1.4", Options("read"), c.selector + "," + way);
             EXPECT_EQ(run.exit_code, passes ? 0 : 22) << run.console;
             const Json::Value info = JsonFile(run, "nvme.info.json");
+            const std::string name = c.status.substr(0, c.status.size() - std::string(" failed").size());
             EXPECT_EQ(
                 info["_metadata"]["read status"].asString() + "|" +
-                    JsonFile(run, "read.summary.json")["read details"]["sample"][0]["message"].asString(),
-                c.status + "|" + (passes ? "PASSED" : "Sample 1 failed read"));
+                    JsonFile(run, "read.summary.json")["read details"]["sample"][0]["message"].asString() +
+                    "|" + info["_metadata"]["not supported"].toStyledString(),
+                (passes ? "All commands passed|PASSED|" : c.status + "|Sample 1 failed read|") +
+                    (not_offered ? "[\n\t\"" + name + "\"\n]\n" : "[]\n"));
             EXPECT_EQ(testing_support::ParameterValue(info, c.witness), c.value);
             EXPECT_TRUE(c.absent.empty() ||
                         testing_support::ParameterValue(info, c.absent) == testing_support::ABSENT);
@@ -131,7 +141,7 @@ TEST(Faults, RunsCutShort) {
         {"sanitize-block", "vanish=4", 0, 0, "", 44, " SANITIZE FAILED"},
         // Without Identify nothing is known of the drive's support: no verdict on it.
         {"selftest-short", "opcode=0x06,errno=19", 0, 0, "", 17, "Failed to read Identify Controller"},
-        {"sanitize-block", "opcode=0x06,errno=19", 0, 0, "", 16, "Failed to read Identify Controller"},
+        {"sanitize-block", "opcode=0x06,errno=19", 0, 0, "", 17, "Failed to read Identify Controller"},
         // Identify, and a poll of the self-test log: the test is aborted.
         {"selftest-short", "", 0x06, 1, "", 0, aborted, "1,15"},
         {"selftest-short", "", 0x02, 5, "", 0, aborted, "1,15"},
@@ -265,6 +275,10 @@ TEST(Faults, BrokenInputsAndDrives) {
     const std::string bad_rules = "Failed parsing JSON data from file '<dir>/r.rules.json'";
     const std::string bad_compare = "Failed parsing JSON data from file '<dir>/c.json'";
     const std::string rules = R"({"rules file": "r.rules.json"})";
+    const std::string denied =
+        "Failed to open file descriptor for NVME drive '/dev/nvme0': Permission denied (run as root or as a "
+        "user "
+        "allowed to open /dev/nvme0 read-write)";
     const std::string compare = R"({"compare file": "c.json"})";
     const auto read = [](const std::string& changes) {
         return testing_support::CommandFile("read", {changes});
@@ -278,6 +292,7 @@ TEST(Faults, BrokenInputsAndDrives) {
         std::string args = "";
         std::string command = "read";
         std::string profile = "demo";
+        std::string faults = "";
     } cases[] = {
         {"{}", "x.cmd.json", "", 16, unparsed},
         {"{}", "x.cmd.json", R"({"command type": )", 16, unparsed},
@@ -319,9 +334,16 @@ TEST(Faults, BrokenInputsAndDrives) {
         // A read of no samples opens the drive named and sends it nothing; a failing drive list is ignored
         // when a drive is named, and -s -1 and -i -1 count as not given, so a self-test is not refused.
         {"{}", "", "", 0, " NVMe:            /dev/nvme1", "-n 1 -s 0", "read", "dual-namespace"},
-        {"{}", "", "", 17, "Failed to open file descriptor for NVME drive '/dev/nvme3'",
+        {"{}", "", "", 17,
+         "Failed to open file descriptor for NVME drive '/dev/nvme3': No such file or directory (the "
+         "controller "
+         "is gone; /sys/class/nvme lists those present)",
          "--nvme 3 -s -1 -i -1", "selftest-short", "no-drives"},
         {"{}", "", "", 19, "NVMe drive 5 was not found", "--nvme 5", "read", "plain-1.2.1"},
+        // A drive that will not open ends every command type the same way, with the system's reason.
+        {"{}", "", "", 17, denied, "", "read", "demo", "open=13"},
+        {"{}", "", "", 17, denied, "", "selftest-short", "demo", "open=13"},
+        {"{}", "", "", 17, denied, "", "sanitize-block", "demo", "open=13"},
         // A number that does not parse ends the run as an unhandled exception.
         {"{}", "", "", 17, "Unhandled Exception:\nstoi", "-s many"},
         {"{}", "", "", 18,
@@ -338,7 +360,7 @@ TEST(Faults, BrokenInputsAndDrives) {
         for (const auto& word : testing_support::Words(c.args)) {
             options.args.push_back(word);
         }
-        const auto run = RunBrantixOnProfile(c.profile, options);
+        const auto run = RunBrantixOnProfile(c.profile, options, c.faults);
         EXPECT_EQ(run.exit_code, c.rc) << run.console.substr(0, 4000);
         EXPECT_TRUE(HasLine(run.console, WithDir(c.message, std::filesystem::canonical(run.dir))))
             << run.console.substr(0, 4000);

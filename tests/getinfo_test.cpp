@@ -37,7 +37,8 @@ TEST(ReadCommand, SamplesFilesAndVerdicts) {
         changed["nvme"]["parameters"][name]["value"] = value;
         return changed.toStyledString();
     };
-    // From the eighth Identify command on (the third sample), every Identify fails.
+    // From the eighth Identify command on every Identify fails: the third sample lacks its namespace, the
+    // fourth all Identify data.
     const std::string identify_fails_late = "opcode=0x06,after=7,status=0x4002";
     const std::string four = R"({"samples": 4, "log sample rate": 0, "fail limit": )";
     const std::string late_failures =
@@ -70,9 +71,9 @@ TEST(ReadCommand, SamplesFilesAndVerdicts) {
          " No errors found on 10 samples", "1 2 3 4 5 6 7 8 9 10 "},
         // Failing samples are written while fewer than "fail limit" have failed before them.
         {four + "0}", identify_fails_late, "", "", "1 4 ", late_failures, 22,
-         " Found errors on 2 samples of 4 total samples", "1 2 3 4 ", "2 0"},
+         " Found errors on 2 samples of 4 total samples", "1 2 3 4 ", "1 2"},
         {four + "1}", identify_fails_late, "", "", "1 3 4 ", late_failures, 22,
-         " Found errors on 2 samples of 4 total samples", "1 2 3 4 ", "2 0"},
+         " Found errors on 2 samples of 4 total samples", "1 2 3 4 ", "1 2"},
         {R"({"fail limit": 2})", "opcode=0x06,after=1,status=0x4002", "", "", "info ",
          "Sample 1 failed read|", 21, " Found errors"},
         {R"({"rules file": "limits"})", "", pass, "", "info ", "PASSED|", 0, " No errors found "},
@@ -182,9 +183,9 @@ TEST(ReadCommand, NamespacesAndTotalSize) {
         std::string listed;    // the drive listed
     } cases[] = {
         {folder.Write("crowded.json", crowded.toStyledString()), "2000398934016 Bytes", "3,907,029,168",
-         "0:1 1:0 0:2 ", "DRIVE 0 : Unknown Brantix Sim Rich 2TB NVMe 1.4 2000GB"},
+         "0:1 0:2 1:0 ", "DRIVE 0 : Unknown Brantix Sim Rich 2TB NVMe 1.4 2000GB"},
         // 1,000,000,000 x 512 + 250,000,000 x 4,096 bytes; the list shows the first namespace's size.
-        {"dual-namespace", "1536000000000 Bytes", "1,000,000,000", "0:1 1:0 0:2 2:0 ",
+        {"dual-namespace", "1536000000000 Bytes", "1,000,000,000", "0:1 0:2 1:0 2:0 ",
          "DRIVE 0 : Western Digital Brantix Sim Dual 0 512GB"},
     };
     for (const auto& c : cases) {
@@ -204,6 +205,100 @@ TEST(ReadCommand, NamespacesAndTotalSize) {
         EXPECT_EQ(info["_metadata"]["system"]["nvme list"][0].asString(), c.listed);
         // Without the extended facts, the system block lacks kernel release, memory and processor.
         EXPECT_EQ(info["_metadata"]["system"].size(), 11u);
+    }
+}
+
+// Real drives' quirks, one controller of the quirks profile each (or the rich drive behind an 8 KiB
+// transfer limit), read with the shipped health rules: what a drive does not offer is listed, not failed;
+// a rejected mandatory page fails the sample; namespace commands go only to namespaces that exist; and
+// nothing of an earlier sample stands in for a drive that vanished.
+TEST(ReadCommand, RealDriveQuirks) {
+    using Expected = testing_support::Expected;
+    const std::string absent = testing_support::ABSENT;
+    const struct {
+        std::string args;
+        std::string faults;
+        int rc;
+        std::string not_supported;       // "_metadata" / "not supported", each name followed by "|"
+        std::vector<Expected> expected;  // of the file below
+        std::string namespaces;  // Get Features and Identify Namespace sent: "opcode:nsid " when not 0
+        std::string profile = "quirks";
+        std::string file = "nvme.info.json";
+    } cases[] = {
+        {"-n 0",
+         "",
+         0,
+         "Get Log Page 0x06|",
+         {{"Version (VER)", "1.3.0"}, {"Self-Test 1 Result", absent}},
+         "6:1 10:1 "},
+        {"-n 1", "", 0, "", {{"Version (VER)", "1.2.0"}}, "6:1 10:1 "},
+        {"-n 2", "", 0, "", {{"Version (VER)", "Not Reported (before NVMe 1.2)"}}, "6:1 10:1 "},
+        // A drive of NVMe 1.0 lists no active namespaces: namespace 1 counts when it shows a size.
+        {"-n 2",
+         "opcode=6,cns=2,status=0x4002",
+         0,
+         "Identify Active Namespace List|",
+         {{"Size", "1000204886016 Bytes"}},
+         "6:1 10:1 "},
+        {"-n 3",
+         "",
+         0,
+         "",
+         {{"Size", "1000204886016 Bytes"}, {"Namespace 1 Size in LBA (NSZE)", absent}},
+         "6:2 10:2 "},
+        {"-n 5", "", 0, "", {{"Keep Alive Timeout (KATO)", "120,000 mS"}}, "6:1 10:1 "},
+        {"-n 6", "", 0, "Get Feature 8|", {{"Aggregation Time (TIME)", absent}}, "6:1 10:1 "},
+        {"-n 7", "", 22, "", {{"Power On Hours", absent}}, "6:1 10:1 "},
+        // The event log is read in pieces of 8 KiB up to its own length, never past it.
+        {"--nvme 0", "", 0, "", {{"Persistent Event Log Size (PELS)", "64 KiB"}}, "6:1 10:1 ", "rich-pieces"},
+        // Gone in the second sample: its files hold no identity of the first.
+        {"-n 1 -s 3",
+         "vanish=18",
+         22,
+         "",
+         {{"Model", absent},
+          {"Unique Description", absent},
+          {"Highest Version Detected", absent},
+          {"Size", absent},
+          {"OS Location", "/dev/nvme1"}},
+         "6:1 10:1 ",
+         "quirks",
+         "nvme.info.sample-3.json"},
+    };
+    testing_support::TempFolder folder("profiles");
+    Json::Value pieces = testing_support::ProfileSource("rich-1.4");
+    pieces["drives"][0]["max hw sectors kb"] = 8;
+    const std::string rich_pieces = folder.Write("rich-pieces.json", pieces.toStyledString());
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.args + " " + c.faults);
+        testing_support::RunOptions options;
+        options.files["read.cmd.json"] =
+            testing_support::CommandFile("read", {R"({"interval in ms": 0, "log hex data": false})"});
+        options.args =
+            testing_support::Words(c.args + " -r " BRANTIX_SOURCE_DIR "/commands/health.rules.json");
+        const auto run = testing_support::RunBrantixOnProfile(
+            c.profile == "rich-pieces" ? rich_pieces : c.profile, options, c.faults);
+        EXPECT_EQ(run.exit_code, c.rc) << run.console;
+        const Json::Value info = JsonFile(run, c.file);
+        std::string listed;
+        for (const auto& name : info["_metadata"]["not supported"]) {
+            listed += name.asString() + "|";
+        }
+        EXPECT_EQ(listed, c.not_supported);
+        testing_support::ExpectParameters(info, c.expected);
+        std::string namespaces;
+        bool length_refused = false;
+        for (const auto& command : run.Journal()) {
+            const unsigned int opcode = command["opcode"].asUInt();
+            const unsigned int nsid = command["nsid"].asUInt();
+            if ((opcode == 0x06 || opcode == 0x0A) && nsid != 0 &&
+                namespaces.find(std::to_string(opcode) + ":") == std::string::npos) {
+                namespaces += std::to_string(opcode) + ":" + std::to_string(nsid) + " ";
+            }
+            length_refused = length_refused || command["return"].asInt() == 0x600F;
+        }
+        EXPECT_EQ(namespaces, c.namespaces);
+        EXPECT_FALSE(length_refused);
     }
 }
 

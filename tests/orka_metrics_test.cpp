@@ -8,6 +8,7 @@
 #include <array>
 #include <filesystem>
 #include <iterator>
+#include <regex>
 #include <sstream>
 
 #include "orka.h"
@@ -42,20 +43,23 @@ void ExpectPromtoolAccepts(const std::filesystem::path& dir) {
     EXPECT_EQ(check.exit_code, 0);
 }
 
-// Figures of every unit and factor, labelled, with the sample's verdict: a few whole lines, and promtool's
-// verdict on the whole file.
+// Figures of every unit and factor, labelled, with the sample's and the run's verdicts: a few whole lines,
+// and promtool's verdict on the whole file.
 TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
     Json::Value info = Document(
         "Composite Temperature=37 C;Temperature Sensor 2=-5 C;Available Spare=95 %;Media in Read-only=Yes;"
         "Data Units Written=340,282,366,920,938,463,463,374,607,431,768,211,455;Controller Busy Time=3 Min;"
-        "Power On Hours=8,760;Thermal Management Temperature 2 Time=120 Sec;Host Timestamp=1,700,000,000,123 "
+        "Power On Hours=8,760;Warning Composite Temperature Threshold (WCTEMP)=70 C;Thermal Management "
+        "Temperature 2 Time=120 Sec;Host Timestamp=1,700,000,000,123 "
         "mS;Thermal Management Temperature 1 Count=1");
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 2;
     info["_metadata"]["commands"].append(Json::Value(Json::objectValue))["return code"] = 0;
     testing_support::TempFolder folder("promtool");
-    orka::WriteMetricsFile(folder.Path("brantix.prom"), info, FAILED);
+    orka::RunMetrics metrics(folder.Path("brantix.prom"), "/dev/nvme9");
+    metrics.Sample(info, FAILED, true);
+    metrics.Finish(22, 1700000100.25);
     const std::string text = testing_support::ReadFile(folder.dir / "brantix.prom");
-    EXPECT_EQ(text, orka::BuildMetricsText(info, FAILED));
+    EXPECT_EQ(text, metrics.Text());
     const std::string l = R"({device="/dev/nvme0",model="Acme \"Fast\" SSD",serial="S123",firmware="1.0")";
     for (const auto& [name, extra, value] :
          std::vector<std::array<std::string, 3>>{{"temperature_sensor_celsius", ",sensor=\"2\"", "-5"},
@@ -68,7 +72,11 @@ TEST(MetricsTest, FiguresAndVerdictOfOneSample) {
                                                  {"sample_timestamp_seconds", "", "1700000000.123"},
                                                  {"sample_failed_commands", "", "1"},
                                                  {"compare_mismatches", ",kind=\"counter\"", "3"},
-                                                 {"sample_duration_seconds", "", "1.5"}}) {
+                                                 {"warning_temperature_threshold_celsius", "", "70"},
+                                                 {"sample_duration_seconds", "", "1.5"},
+                                                 {"up", "", "1"},
+                                                 {"last_run_exit_code", "", "22"},
+                                                 {"last_run_timestamp_seconds", "", "1700000100.25"}}) {
         const std::string line = "brantix_" + name + l + extra + "} " + value;
         EXPECT_TRUE(testing_support::HasLine(text, line)) << line;
     }
@@ -110,12 +118,14 @@ TEST(MetricsTest, FileIsReplacedAtomically) {
     EXPECT_EQ(testing_support::ReadFile(path), "new\n");
 }
 
-// The read writes the file after every sample, with the drive's figures and the sample's verdict.
+// The read writes the file after every sample, with the drive's figures and the sample's verdict, and
+// once more with the run's; --metrics replaces the command file's "metrics file".
 TEST(MetricsTest, ReadWritesTheMetricsFile) {
     testing_support::RunOptions options;
+    options.args = {"--metrics", "brantix.prom"};
     options.files = {{"read.cmd.json", testing_support::CommandFile(
                                            "read", {R"({"samples": 2, "interval in ms": 0, "metrics file":
-                                                       "brantix.prom", "rules file": "limits.rules.json"})"})},
+                                                       "other.prom", "rules file": "limits.rules.json"})"})},
                      {"limits.rules.json", R"({"rules": ["'Number of Namespaces (NN)' < 4"]})"}};
     const auto run = testing_support::RunBrantixOnProfile("rich-1.4", options);
     EXPECT_EQ(run.exit_code, 22) << run.console;
@@ -123,10 +133,46 @@ TEST(MetricsTest, ReadWritesTheMetricsFile) {
         R"({device="/dev/nvme0",model="Brantix Sim Rich 2TB NVMe 1.4",serial="RICH14000000000042",firmware="R1.4.0C"})";
     for (const auto& line :
          {"brantix_composite_temperature_celsius" + labels + " 45", "brantix_sample_passed" + labels + " 0",
-          "brantix_rules_passed" + labels + " 0", "brantix_sample_failed_commands" + labels + " 0"}) {
+          "brantix_rules_passed" + labels + " 0", "brantix_sample_failed_commands" + labels + " 0",
+          "brantix_up" + labels + " 1", "brantix_last_run_exit_code" + labels + " 22"}) {
         EXPECT_TRUE(testing_support::HasLine(run.Read("brantix.prom"), line)) << line;
     }
+    EXPECT_FALSE(run.Exists("other.prom"));
     ExpectPromtoolAccepts(run.dir);
+}
+
+// A run that ends before it reads the drive replaces the file of an earlier run with its own verdict alone.
+TEST(MetricsTest, RunThatCannotReadTheDriveDropsTheOldFigures) {
+    const struct {
+        std::string args, faults;
+        int rc;
+        std::string device;
+    } cases[] = {{"--nvme 0", "open=13", 17, "/dev/nvme0"}, {"--nvme 5", "", 19, "/dev/nvme5"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.args);
+        testing_support::RunOptions options;
+        options.args = testing_support::Words("fleet --metrics brantix.prom " + c.args);
+        options.files = {
+            {"fleet.cmd.json", testing_support::CommandFile("fleet-read", {R"({"rules file": ""})"})},
+            {"brantix.prom", "brantix_composite_temperature_celsius{device=\"" + c.device + "\"} 45\n"}};
+        const auto run = testing_support::RunBrantixOnProfile("demo", options, c.faults);
+        EXPECT_EQ(run.exit_code, c.rc) << run.console;
+        const std::string labels = "{device=\"" + c.device + "\"} ";
+        const std::string text = std::regex_replace(
+            run.Read("brantix.prom"), std::regex("(_timestamp_seconds\\{.*\\} )[0-9.e+]+\n"), "$1<time>\n");
+        EXPECT_EQ(text,
+                  "# HELP brantix_up 1 when the latest run read the drive, 0 when it could not.\n"
+                  "# TYPE brantix_up gauge\nbrantix_up" +
+                      labels +
+                      "0\n"
+                      "# HELP brantix_last_run_exit_code Exit status of the latest run (0 when it passed).\n"
+                      "# TYPE brantix_last_run_exit_code gauge\nbrantix_last_run_exit_code" +
+                      labels + std::to_string(c.rc) +
+                      "\n"
+                      "# HELP brantix_last_run_timestamp_seconds Unix time at which the latest run ended.\n"
+                      "# TYPE brantix_last_run_timestamp_seconds gauge\nbrantix_last_run_timestamp_seconds" +
+                      labels + "<time>\n");
+    }
 }
 
 }  // namespace

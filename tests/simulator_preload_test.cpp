@@ -66,17 +66,22 @@ TEST_F(SimulatedPreload, LogPagesHonourTheLengthAndTheEventLogContext) {
         cmd.data_len = length;
         return ioctl(fd, NVME_IOCTL_ADMIN_CMD, &cmd);
     };
-    std::vector<uint8_t> guarded(520, 0xAA);  // asked for one dword more than the length
-    ASSERT_EQ(read(guarded, 0x02 | (128u << 16), 0, 512), 0);
+    // The dword count is zero-based; one that disagrees with the transfer length is refused, as a
+    // strict controller does, and nothing is written.
+    std::vector<uint8_t> guarded(520, 0xAA);
+    EXPECT_EQ(read(guarded, 0x02 | (128u << 16), 0, 512), 0x600F);
+    EXPECT_EQ(guarded, std::vector<uint8_t>(520, 0xAA));
+    ASSERT_EQ(read(guarded, 0x02 | (127u << 16), 0, 512), 0);
     EXPECT_EQ(guarded[1] | guarded[2] << 8, 318);  // SMART composite temperature
     EXPECT_EQ(std::vector<uint8_t>(guarded.begin() + 512, guarded.end()), std::vector<uint8_t>(8, 0xAA));
     std::vector<uint8_t> event(24);
     std::vector<int> replies;
     for (const auto& [lsp, offset] :
-         {std::pair<uint32_t, uint32_t>{0, 0}, {1, 0}, {0, 512}, {2, 0}, {0, 0}}) {
+         {std::pair<uint32_t, uint32_t>{0, 0}, {1, 0}, {0, 512}, {0, 1u << 20}, {2, 0}, {0, 0}}) {
         replies.push_back(read(event, 0x0D | lsp << 8 | 5u << 16, offset, 24));
     }
-    EXPECT_EQ(replies, (std::vector<int>{0x400C, 0, 0, 0, 0x400C}));
+    // A piece that starts past the end of the log is refused.
+    EXPECT_EQ(replies, (std::vector<int>{0x400C, 0, 0, 0x4002, 0, 0x400C}));
     close(fd);
 }
 

@@ -274,6 +274,9 @@ Answer GetLogPage(const Drive& drive, AdminCommand& command, Json::Value& state)
     const uint64_t dwords =
         ((command.cdw10 >> 16) | (static_cast<uint64_t>(command.cdw11 & 0xFFFF) << 16)) + 1;
     const uint64_t offset = command.cdw12 | (static_cast<uint64_t>(command.cdw13) << 32);
+    if (dwords * 4 != command.data_len) {
+        return Status(STATUS_DATA_LENGTH_INVALID);
+    }
     Bytes image;
     if (lid == 0x06) {
         Json::Value& running = state["self-test"];
@@ -314,7 +317,8 @@ Answer GetLogPage(const Drive& drive, AdminCommand& command, Json::Value& state)
             }
         }
     }
-    if (offset > image.size()) {
+    // A piece that starts past the end of the page is refused; the first piece may ask for more.
+    if (offset != 0 && offset >= image.size()) {
         return Status(STATUS_INVALID_FIELD);
     }
     return Transfer(command, image, offset, dwords * 4);
@@ -322,6 +326,12 @@ Answer GetLogPage(const Drive& drive, AdminCommand& command, Json::Value& state)
 
 Answer GetFeatures(const Drive& drive, AdminCommand& command) {
     const unsigned fid = command.cdw10 & 0xFF;
+    // A namespace the drive does not have is refused, whichever feature is asked for.
+    if (command.nsid != 0 && command.nsid != 0xFFFFFFFF &&
+        std::none_of(drive.namespaces.begin(), drive.namespaces.end(),
+                     [&command](const Namespace& ns) { return ns.nsid == command.nsid; })) {
+        return Status(STATUS_INVALID_NAMESPACE);
+    }
     const auto found = drive.features.find(fid);
     if (found == drive.features.end()) {
         return Status(STATUS_INVALID_FIELD);
@@ -407,6 +417,9 @@ bool Matches(const Fault& fault, const AdminCommand& command) {
     }
     if (fault.feature >= 0 && ((command.opcode != 0x0A && command.opcode != 0x09) ||
                                static_cast<int>(command.cdw10 & 0xFF) != fault.feature)) {
+        return false;
+    }
+    if (fault.cns >= 0 && (command.opcode != 0x06 || static_cast<int>(command.cdw10 & 0xFF) != fault.cns)) {
         return false;
     }
     return true;

@@ -49,6 +49,9 @@ constexpr int STATUS_INVALID_NAMESPACE = 0x400B;
 constexpr int STATUS_SEQUENCE_ERROR = 0x400C;
 constexpr int STATUS_SANITIZE_IN_PROGRESS = 0x001D;
 constexpr int STATUS_INVALID_LOG_PAGE = 0x4109;
+// Data SGL Length Invalid, with More and Do Not Retry, as the kernel's own target answers a
+// transfer length that disagrees with the command's dword count.
+constexpr int STATUS_DATA_LENGTH_INVALID = 0x600F;
 constexpr int STATUS_SELF_TEST_IN_PROGRESS = 0x011D;
 
 }  // namespace brantix_sim

@@ -710,7 +710,8 @@ Bytes EmptySelfTestLog() {
 
 std::string Fault::Key() const {
     return std::to_string(opcode) + "/" + std::to_string(log) + "/" + std::to_string(feature) + "/" +
-           std::to_string(after) + "/" + std::to_string(error) + "/" + std::to_string(status);
+           std::to_string(after) + "/" + std::to_string(error) + "/" + std::to_string(status) +
+           (cns >= 0 ? "/cns" + std::to_string(cns) : "");
 }
 
 uint16_t Drive::Sanicap() const {
@@ -829,6 +830,8 @@ void ParseFaults(const std::string& text, std::vector<Fault>& faults, int& open_
                 fault.log = static_cast<int>(value);
             } else if (key == "feature") {
                 fault.feature = static_cast<int>(value);
+            } else if (key == "cns") {
+                fault.cns = static_cast<int>(value);
             } else if (key == "after") {
                 fault.after = static_cast<unsigned>(value);
             } else if (key == "errno") {
@@ -846,8 +849,8 @@ void ParseFaults(const std::string& text, std::vector<Fault>& faults, int& open_
                 throw ProfileError("fault \"" + entry + "\": give exactly one of errno, status and signal");
             }
             faults.push_back(fault);
-        } else if (fault.log >= 0 || fault.feature >= 0 || fault.error != 0 || fault.status != 0 ||
-                   fault.signal != 0) {
+        } else if (fault.log >= 0 || fault.feature >= 0 || fault.cns >= 0 || fault.error != 0 ||
+                   fault.status != 0 || fault.signal != 0) {
             throw ProfileError("fault \"" + entry + "\": a command fault needs an opcode");
         }
     }
@@ -866,6 +869,23 @@ Profile ParseProfile(const std::string& text, const std::string& path, const std
     if (!drive_patch.empty() &&
         (!Json::parseFromStream(builder, patch_in, &patch, &errors) || !patch.isObject())) {
         throw ProfileError("drive patch: not a JSON object: " + drive_patch);
+    }
+    // A drive may be described as an earlier drive of the same file with changes: {"like": 0, ...}.
+    Json::Value& listed = root["drives"];
+    for (Json::ArrayIndex i = 0; listed.isArray() && i < listed.size(); ++i) {
+        if (!listed[i].isObject() || !listed[i].isMember("like")) {
+            continue;
+        }
+        const Json::Value& like = listed[i]["like"];
+        if (!like.isUInt() || like.asUInt() >= i) {
+            throw ProfileError(path + ": drives[" + std::to_string(i) +
+                               "].like: not the index of an earlier drive");
+        }
+        Json::Value drive = listed[like.asUInt()];
+        Json::Value changes = listed[i];
+        changes.removeMember("like");
+        Merge(drive, changes);
+        listed[i] = drive;
     }
     if (!drive_patch.empty()) {
         for (auto& drive : root["drives"]) {

@@ -36,11 +36,12 @@ struct Namespace {
 };
 
 // One fault: a command that fails, matched by opcode and optionally by log
-// identifier or feature identifier, after a number of matching calls.
+// identifier, feature identifier or Identify CNS, after a number of matching calls.
 struct Fault {
     int opcode = -1;
     int log = -1;
     int feature = -1;
+    int cns = -1;
     unsigned after = 0;  // the first `after` matching calls succeed
     int error = 0;       // errno to fail the ioctl with
     int status = 0;      // NVMe status returned instead

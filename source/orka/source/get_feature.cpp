@@ -22,7 +22,6 @@ using decode::Bit;
 using decode::WHOLE;
 
 constexpr unsigned short GET_FEATURES = 0x0A;
-constexpr unsigned int FEATURE_NAMESPACE = 1;
 constexpr BitField LOW_WORD{0, 16};
 constexpr BitField HIGH_WORD{16, 16};
 constexpr unsigned int THRESHOLD_UNDER = 0x100000;   // THSEL = 1
@@ -207,13 +206,15 @@ struct Feature {
     const char* buffer_dump = nullptr;
     unsigned int (*dump_length)(const Controller&) = nullptr;  // bytes of the buffer dumped
     BufferDecoder decode_buffer = nullptr;
+    bool per_namespace = false;  // set per namespace: sent to the lowest active namespace
 };
 
 // Every feature with a decoder, in identifier order.
 const Feature FEATURES[] = {
     {0x01, "Feature 01h: Arbitration", "Failed to get feature 1: "},
     {0x02, "Feature 02h: Power Management", "Failed to get feature 2: "},
-    {0x05, "Feature 05h: Error Recovery", "Failed to get feature 5: "},
+    {0x05, "Feature 05h: Error Recovery", "Failed to get feature 5: ", nullptr, 0, nullptr, nullptr, nullptr,
+     true},
     {0x06, "Feature 06h: Volatile Cache Enable",
      "Failed to get feature 6: ", [](const Controller& c) { return GetBits(c.VWC, Bit(0)) == 1; }},
     {0x08, "Feature 08h: Interrupt Coalescing", "Failed to get feature 8: "},
@@ -237,9 +238,9 @@ const Feature FEATURES[] = {
     {0x0E, nullptr, "Failed to get feature 14 (0Eh): ",
      [](const Controller& c) { return GetBits(c.ONCS.get(), Bit(6)) == 1; }, FEATURE_0E_LENGTH,
      "Feature 0Eh: Timestamp", [](const Controller&) { return FEATURE_0E_LENGTH; }, DecodeTimestamp},
-    // Keep alive is read only for a KAS of exactly 1.
+    // KAS is a granularity: any value but 0 offers keep alive.
     {0x0F, "Feature 0Fh: Keep Alive Timer",
-     "Failed to get feature 15 (0Fh): ", [](const Controller& c) { return c.KAS.get() == 1; }},
+     "Failed to get feature 15 (0Fh): ", [](const Controller& c) { return c.KAS.get() != 0; }},
     {0x10, "Feature 10h: Host Controlled Thermal Management", "Failed to get feature 16 (10h): ",
      [](const Controller& c) { return GetBits(c.HCTMA.get(), Bit(0)) == 1; }},
     {0x11, "Feature 11h: Non-Operational Power State Config", "Failed to get feature 17 (11h): ",
@@ -283,20 +284,46 @@ int Guarded(const char* prefix, Work work) {
     return 1;
 }
 
+int Read(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result, unsigned char* buffer,
+         int length, Json::Value& commands, Json::Value& record, unsigned int nsid, bool allowed,
+         bool optional) {
+    std::string name = "Get Feature " + std::to_string(featureId);
+    if (cdw11 != 0) {
+        std::ostringstream hex;
+        hex << std::hex << cdw11;
+        name += " (0x" + hex.str() + ")";
+    }
+    return NvmeAdminCommand(fd, name, commands, record, GET_FEATURES, nsid, featureId, cdw11, 0, 0, 0, 0,
+                            buffer, result, static_cast<unsigned int>(length), allowed, optional);
+}
+
+// A feature as the drive information collection reads it: a drive may decline to offer it.
+int CollectFeature(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result,
+                   unsigned char* buffer, unsigned int length, Json::Value& info, Json::Value& record,
+                   unsigned int nsid, bool& offered) {
+    Json::Value& commands = CommandList(info);
+    const int rc = Read(fd, featureId, cdw11, result, buffer, static_cast<int>(length), commands, record,
+                        nsid, false, true);
+    offered = rc == 0 || commands.empty() || !IsNotSupported(commands[commands.size() - 1]);
+    return rc;
+}
+
 int GetOneFeature(const Feature& feature, int fd, Json::Value& info, Json::Value& record,
-                  const Json::Value& settings, const Controller& controller) {
+                  const Json::Value& settings, const Controller& controller, unsigned int nsid) {
     return Guarded(feature.prefix, [&] {
         if (!Switched(settings, feature.id) ||
-            (feature.supported != nullptr && !feature.supported(controller))) {
+            (feature.supported != nullptr && !feature.supported(controller)) ||
+            (feature.per_namespace && nsid == 0)) {
             return 0;
         }
         std::vector<unsigned char> buffer(feature.length, 0);
         unsigned int dword = 0;
-        const int result = ReadFeature(fd, feature.id, 0, feature.dump == nullptr ? nullptr : &dword,
-                                       buffer.empty() ? nullptr : buffer.data(),
-                                       static_cast<int>(buffer.size()), CommandList(info), record);
+        bool offered = true;
+        const int result = CollectFeature(fd, feature.id, 0, feature.dump == nullptr ? nullptr : &dword,
+                                          buffer.empty() ? nullptr : buffer.data(), feature.length, info,
+                                          record, feature.per_namespace ? nsid : 0, offered);
         if (result != 0) {
-            return 1;
+            return offered ? 1 : 0;
         }
         if (settings["log hex data"].asBool()) {
             if (feature.dump != nullptr) {
@@ -315,28 +342,18 @@ int GetOneFeature(const Feature& feature, int fd, Json::Value& info, Json::Value
     });
 }
 
-int Read(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result, unsigned char* buffer,
-         int length, Json::Value& commands, Json::Value& record, bool allowed) {
-    std::string name = "Get Feature " + std::to_string(featureId);
-    if (cdw11 != 0) {
-        std::ostringstream hex;
-        hex << std::hex << cdw11;
-        name += " (0x" + hex.str() + ")";
-    }
-    return NvmeAdminCommand(fd, name, commands, record, GET_FEATURES, FEATURE_NAMESPACE, featureId, cdw11, 0,
-                            0, 0, 0, buffer, result, static_cast<unsigned int>(length), allowed);
-}
-
 }  // namespace
 
 int ReadFeature(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result,
-                unsigned char* buffer, int length, Json::Value& commands, Json::Value& record) {
-    return Read(fd, featureId, cdw11, result, buffer, length, commands, record, false);
+                unsigned char* buffer, int length, Json::Value& commands, Json::Value& record,
+                unsigned int nsid) {
+    return Read(fd, featureId, cdw11, result, buffer, length, commands, record, nsid, false, false);
 }
 
 int ReadOptionalFeature(int fd, unsigned int featureId, unsigned int cdw11, unsigned int* result,
-                        unsigned char* buffer, int length, Json::Value& commands, Json::Value& record) {
-    return Read(fd, featureId, cdw11, result, buffer, length, commands, record, true);
+                        unsigned char* buffer, int length, Json::Value& commands, Json::Value& record,
+                        unsigned int nsid) {
+    return Read(fd, featureId, cdw11, result, buffer, length, commands, record, nsid, true, false);
 }
 
 void DecodeFeature(unsigned int featureId, unsigned int dword, const unsigned char* buffer,
@@ -362,20 +379,21 @@ void DecodeTemperatureThresholds(const std::string& label, unsigned int over, un
 }
 
 int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
-                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA&) {
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA&, unsigned int) {
     return Guarded("Failed to get feature 4: ", [&] {
         if (!Switched(settings, 0x04)) {
             return 0;
         }
         const bool hex = settings["log hex data"].asBool();
+        bool offered = true;
         // Over then under threshold of one temperature (TMPSEL `sensor`, 0 for the composite).
         const auto thresholds = [&](unsigned int sensor, const std::string& dump, const std::string& label) {
             const unsigned int select = sensor << THRESHOLD_SENSOR_SHIFT;
             unsigned int over = 0;
             unsigned int under = 0;
-            if (ReadFeature(fd, 0x04, select, &over, nullptr, 0, CommandList(info), record) != 0 ||
-                ReadFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, CommandList(info),
-                            record) != 0) {
+            if (CollectFeature(fd, 0x04, select, &over, nullptr, 0, info, record, 0, offered) != 0 ||
+                CollectFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, info, record, 0,
+                               offered) != 0) {
                 return false;
             }
             if (hex) {
@@ -386,14 +404,14 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
             return true;
         };
         if (!thresholds(0, "Composite", "Composite Temperature")) {
-            return 1;
+            return offered ? 1 : 0;
         }
         const Json::Value& parameters = info["nvme"]["parameters"];
         for (unsigned int sensor = 1; sensor <= MAX_TEMP_SENSORS; ++sensor) {
             const std::string label = "Temperature Sensor " + std::to_string(sensor);
             if (parameters.isMember(label) &&
                 !thresholds(sensor, "Sensor " + std::to_string(sensor), label)) {
-                return 1;
+                return offered ? 1 : 0;
             }
         }
         return 0;
@@ -402,8 +420,8 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
 
 #define ORKA_GET_FEATURE(NN)                                                                        \
     int GetFeature##NN(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings, \
-                       const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller) {                      \
-        return GetOneFeature(FindFeature(0x##NN), fd, info, record, settings, controller);          \
+                       const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int nsid) {   \
+        return GetOneFeature(FindFeature(0x##NN), fd, info, record, settings, controller, nsid);    \
     }
 ORKA_GET_FEATURE(01)
 ORKA_GET_FEATURE(02)
@@ -425,13 +443,14 @@ ORKA_GET_FEATURE(15)
 #undef ORKA_GET_FEATURE
 
 void GetFeatures(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
-                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller) {
-    using Step = int (*)(int, Json::Value&, Json::Value&, const Json::Value&, const Controller&);
+                 const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int nsid) {
+    using Step =
+        int (*)(int, Json::Value&, Json::Value&, const Json::Value&, const Controller&, unsigned int);
     static constexpr Step ORDER[] = {GetFeature01, GetFeature02, GetFeature04, GetFeature05, GetFeature06,
                                      GetFeature08, GetFeature0A, GetFeature0B, GetFeature0C, GetFeature0D,
                                      GetFeature0E, GetFeature0F, GetFeature10, GetFeature11};
     for (const Step step : ORDER) {
-        step(fd, info, record, settings, controller);
+        step(fd, info, record, settings, controller, nsid);
     }
 }
 

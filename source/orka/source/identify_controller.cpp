@@ -18,7 +18,6 @@ namespace {
 
 using Data = ORKA_NVME_IDENTIFY_CONTROLLER_DATA;
 
-constexpr unsigned int VERSION_1_2_0 = 0x00010200;
 constexpr unsigned int VERSION_1_3_0 = 0x00010300;
 
 using decode::Bit;
@@ -141,7 +140,7 @@ const Row CONTROLLER_ROWS[] = {
      [](const Data&, unsigned int v) { return v == 0 ? "Unrestricted" : ToPowerOfTwo(v); }},
     {"Controller ID (CNTLID)", Field<&C::CNTLID>, WHOLE, Gate::kAlways, Decimal},
     {"Version (VER)", Field<&C::VER>, WHOLE, Gate::kAlways,
-     [](const Data&, unsigned int v) { return GetNvmeVersion(v); }},
+     [](const Data&, unsigned int v) { return GetReportedNvmeVersion(v); }},
     {"RTD3 Resume Latency (RTD3R)", Field<&C::RTD3R>, WHOLE, Gate::kAlways, MicrosecondsOrNotReported},
     {"RTD3 Entry Latency (RTD3E)", Field<&C::RTD3E>, WHOLE, Gate::kAlways, MicrosecondsOrNotReported},
     {"Firmware Activation Notices", Field<&C::OAES>, Bit(9), Gate::kAlways, Supported},
@@ -479,8 +478,9 @@ void DecodeIdentifyController(const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& data, Js
     if (highest_version < version) {
         highest_version = version;
     }
-    if (version <= VERSION_1_2_0) {
-        throw OrkaError("Only NVMe drives with NVMe version 1.2.1 and above supported");
+    // Drives before NVMe 1.2 report no version; a structure of nothing but zeros is no answer at all.
+    if (version == 0 && AllZeros(reinterpret_cast<const unsigned char*>(&data), IDENTIFY_CONTROLLER_LENGTH)) {
+        throw OrkaError("Identify Controller: no data from the drive");
     }
 
     const TimePoint start = std::chrono::system_clock::now();

@@ -479,23 +479,47 @@ unsigned long long KernelTransferKib(const Json::Value& settings) {
 }
 
 // Reads `length` bytes of the log, in pieces of at most `max_transfer` bytes when the drive
-// supports offsets; the first piece with `lsp_first`, the others with `lsp_rest`.
+// supports offsets; the first piece with `lsp_first`, the others with `lsp_rest`. When the first
+// piece holds the page's own length (`own_length` of it, 0 for none), no later piece asks for
+// anything past that length.
 int ReadLogPagePieces(unsigned int logId, unsigned int length, int fd, unsigned char* buffer,
                       Json::Value& commands, Json::Value& record, unsigned char lsp_first,
-                      unsigned char lsp_rest, unsigned long long max_transfer, bool offsets) {
+                      unsigned char lsp_rest, unsigned long long max_transfer, bool offsets, bool optional,
+                      unsigned long long (*own_length)(const unsigned char*, unsigned int) = nullptr) {
     if (max_transfer == 0 || length <= max_transfer || !offsets) {
-        return ReadLogPageAt(logId, length, 0, fd, buffer, commands, record, lsp_first);
+        return ReadLogPageAt(logId, length, 0, fd, buffer, commands, record, lsp_first, optional);
     }
-    for (unsigned long long offset = 0; offset < length; offset += max_transfer) {
-        const auto piece =
-            static_cast<unsigned int>(std::min<unsigned long long>(max_transfer, length - offset));
-        const int result = ReadLogPageAt(logId, piece, offset, fd, buffer + offset, commands, record,
-                                         offset == 0 ? lsp_first : lsp_rest);
-        if (result != 0) {
+    const auto first = static_cast<unsigned int>(max_transfer);
+    if (const int result = ReadLogPageAt(logId, first, 0, fd, buffer, commands, record, lsp_first, optional);
+        result != 0) {
+        return result;
+    }
+    unsigned long long end = length;
+    if (own_length != nullptr) {
+        // Rounded up to a whole dword, as a piece is a whole number of dwords.
+        if (const unsigned long long own = own_length(buffer, first); own < end) {
+            end = (own + 3) / 4 * 4;
+        }
+    }
+    for (unsigned long long offset = first; offset < end; offset += max_transfer) {
+        const auto piece = static_cast<unsigned int>(std::min(max_transfer, end - offset));
+        if (const int result = ReadLogPageAt(logId, piece, offset, fd, buffer + offset, commands, record,
+                                             lsp_rest, optional);
+            result != 0) {
             return result;
         }
     }
     return 0;
+}
+
+// The persistent event log's own length, from its header (Total Log Length).
+unsigned long long EventLogLength(const unsigned char* data, unsigned int length) {
+    return CopyRecord<ORKA_NVME_EVENT_LOG_HEADER>(data, length).TLL.get();
+}
+
+// Log pages every controller has; a drive that rejects one of them fails the read.
+bool MandatoryLogPage(unsigned int logId) {
+    return logId == 0x01 || logId == 0x02 || logId == 0x03;
 }
 
 // The value of a parameter the decoder just wrote, as a count.
@@ -535,23 +559,31 @@ std::string SwitchName(unsigned int logId) {
 // Commands
 // ---------------------------------------------------------------------------
 
+std::pair<unsigned int, unsigned int> LogPageDwords(unsigned int logId, unsigned int length,
+                                                    unsigned char lsp) {
+    // NUMD is zero-based: the command asks for exactly the bytes of the buffer it hands over.
+    const unsigned int dwords = length / 4 - 1;
+    return {logId | ((static_cast<unsigned int>(lsp) << 8) & 0xF00) | ((dwords & 0xFFFF) << 16),
+            dwords >> 16};
+}
+
 int ReadLogPageAt(unsigned int logId, unsigned int length, unsigned long long offset, int fd,
-                  unsigned char* buffer, Json::Value& commands, Json::Value& record, unsigned char lsp) {
-    // The dword count is length / 4 itself, not the zero-based count less one: the command asks
-    // for one dword more than the buffer the pass-through is given. Drives answer with the
-    // transfer length, so this is kept as it has always been.
-    const unsigned int dwords = length / 4;
-    const unsigned int cdw10 =
-        logId | ((static_cast<unsigned int>(lsp) << 8) & 0xF00) | ((dwords & 0xFFFF) << 16);
-    const unsigned int cdw11 = dwords >> 16;
+                  unsigned char* buffer, Json::Value& commands, Json::Value& record, unsigned char lsp,
+                  bool optional) {
+    if (length < 4 || length % 4 != 0) {
+        throw OrkaError("Get Log Page " + ToHexString(logId, 2) + " of " + std::to_string(length) +
+                        " bytes: a log page is read in whole dwords");
+    }
+    const auto [cdw10, cdw11] = LogPageDwords(logId, length, lsp);
     return NvmeAdminCommand(fd, "Get Log Page " + ToHexString(logId, 2), commands, record, 0x02,
                             ALL_NAMESPACES, cdw10, cdw11, static_cast<unsigned int>(offset),
-                            static_cast<unsigned int>(offset >> 32), 0, 0, buffer, nullptr, length, false);
+                            static_cast<unsigned int>(offset >> 32), 0, 0, buffer, nullptr, length, false,
+                            optional);
 }
 
 int ReadLogPage(unsigned int logId, unsigned int length, int fd, unsigned char* buffer, Json::Value& commands,
-                Json::Value& record, unsigned char lsp) {
-    return ReadLogPageAt(logId, length, 0, fd, buffer, commands, record, lsp);
+                Json::Value& record, unsigned char lsp, bool optional) {
+    return ReadLogPageAt(logId, length, 0, fd, buffer, commands, record, lsp, optional);
 }
 
 unsigned long long MaxTransferLength(unsigned char mdts, unsigned long long kernel_kib) {
@@ -581,18 +613,19 @@ int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& inf
         const unsigned long long max_transfer =
             MaxTransferLength(controller.MDTS, KernelTransferKib(settings));
         const bool offsets = GetBits(controller.LPA, Bit(2)) == 1;
+        const bool optional = !MandatoryLogPage(logId);
         if (logId == 0x0D) {
             // The persistent event log is read inside a context: release any old one, establish
             // a new one with the first read, release it at the end.
             unsigned char scratch[512];
-            if (ReadLogPage(logId, sizeof scratch, fd, scratch, commands, record, 2) != 0 ||
+            if (ReadLogPage(logId, sizeof scratch, fd, scratch, commands, record, 2, optional) != 0 ||
                 ReadLogPagePieces(logId, length, fd, buffer.data(), commands, record, 1, 0, max_transfer,
-                                  offsets) != 0 ||
-                ReadLogPage(logId, sizeof scratch, fd, scratch, commands, record, 2) != 0) {
+                                  offsets, optional, EventLogLength) != 0 ||
+                ReadLogPage(logId, sizeof scratch, fd, scratch, commands, record, 2, optional) != 0) {
                 return 1;
             }
         } else if (ReadLogPagePieces(logId, length, fd, buffer.data(), commands, record, 0, 0, max_transfer,
-                                     offsets) != 0) {
+                                     offsets, optional) != 0) {
             return 1;
         }
 
@@ -651,7 +684,7 @@ void GetLogPages(int fd, Json::Value& info, Json::Value& record, const Json::Val
                 continue;
             }
             unsigned char header[TELEMETRY_HEADER_LENGTH] = {};
-            if (ReadLogPage(logId, sizeof header, fd, header, CommandList(info), record, 0) != 0) {
+            if (ReadLogPage(logId, sizeof header, fd, header, CommandList(info), record, 0, true) != 0) {
                 continue;
             }
             page(logId, ConvertTelemetryHeader(logId, info, header, sizeof header));

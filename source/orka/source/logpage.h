@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include "orka_data.h"
 #include "orka_linux.h"
@@ -15,15 +16,24 @@ namespace orka {
 // drive claims to be longer, or of length 0, is refused for that page with an error.
 constexpr unsigned long long MAX_LOG_PAGE_LENGTH = 32ULL * 1024 * 1024;
 
-// Sends one Get Log Page (02h) for `logId` into `buffer` (`length` bytes), namespace FFFFFFFFh,
-// with the log specific field `lsp`. Returns 0, the errno of a failed request or the NVMe status
-// the controller rejected it with. Records go to `commands` and `record` (null values keep none).
+// Sends one Get Log Page (02h) for `logId` into `buffer` (`length` bytes, a whole number of dwords,
+// at least one), namespace FFFFFFFFh, with the log specific field `lsp`. The dword count asks for
+// exactly `length` bytes. Returns 0, the errno of a failed request or the NVMe status the
+// controller rejected it with. Records go to `commands` and `record` (null values keep none). An
+// `optional` page that the drive rejects as not offered counts as not supported (see
+// NvmeAdminCommand).
 int ReadLogPage(unsigned int logId, unsigned int length, int fd, unsigned char* buffer, Json::Value& commands,
-                Json::Value& record, unsigned char lsp);
+                Json::Value& record, unsigned char lsp, bool optional = false);
 
 // As ReadLogPage, from byte `offset` of the log (dwords 12 and 13).
 int ReadLogPageAt(unsigned int logId, unsigned int length, unsigned long long offset, int fd,
-                  unsigned char* buffer, Json::Value& commands, Json::Value& record, unsigned char lsp);
+                  unsigned char* buffer, Json::Value& commands, Json::Value& record, unsigned char lsp,
+                  bool optional = false);
+
+// Command dwords 10 and 11 of a Get Log Page for `length` bytes: the log identifier, the log
+// specific field and the zero-based dword count (NUMDL, NUMDU).
+std::pair<unsigned int, unsigned int> LogPageDwords(unsigned int logId, unsigned int length,
+                                                    unsigned char lsp);
 
 // The longest transfer one command may carry, 0 for no limit: 2^MDTS x 4096 bytes (MDTS 0: no
 // limit), bounded by the kernel's limit in KiB (`kernel_kib`, 0 when unknown).

@@ -67,7 +67,13 @@ constexpr StatusName GENERIC_STATUS_NAMES[] = {
 };
 
 constexpr unsigned int STATUS_CODE_MASK = 0xFF;
-constexpr unsigned int STATUS_CODE_TYPE_MASK = 0x700;  // bits 10:8; More and DNR above are not part of it
+constexpr unsigned int STATUS_CODE_TYPE_MASK =
+    0x700;  // bits 10:8; retry delay, More and DNR above are not part of it
+
+// Type and code of the statuses that say a command is not offered.
+constexpr unsigned int INVALID_COMMAND_OPCODE = 0x001;
+constexpr unsigned int INVALID_FIELD = 0x002;
+constexpr unsigned int INVALID_LOG_PAGE = 0x109;
 
 }  // namespace
 
@@ -79,7 +85,20 @@ std::string NvmeStatusName(unsigned int status) {
             }
         }
     }
+    if ((status & (STATUS_CODE_TYPE_MASK | STATUS_CODE_MASK)) == INVALID_LOG_PAGE) {
+        return "Invalid Log Page";
+    }
     return "Unknown status";
+}
+
+bool IsNotOfferedStatus(unsigned int status) {
+    const unsigned int code = status & (STATUS_CODE_TYPE_MASK | STATUS_CODE_MASK);
+    return code == INVALID_COMMAND_OPCODE || code == INVALID_FIELD || code == INVALID_LOG_PAGE;
+}
+
+bool IsNotSupported(const Json::Value& command) {
+    const unsigned int status = command["nvme status"].asUInt();
+    return status != 0 && command["allowed"].asBool() && IsNotOfferedStatus(status);
 }
 
 void BuildAdminCommand(nvme_admin_cmd& cmd, unsigned short opcode, unsigned int nsid, unsigned int cdw10,
@@ -101,19 +120,20 @@ void BuildAdminCommand(nvme_admin_cmd& cmd, unsigned short opcode, unsigned int 
 int NvmeAdminCommand(NVME_ID fd, const std::string& name, Json::Value& commands, Json::Value& more_commands,
                      unsigned short opcode, unsigned int nsid, unsigned int cdw10, unsigned int cdw11,
                      unsigned int cdw12, unsigned int cdw13, unsigned int cdw14, unsigned int cdw15,
-                     unsigned char* data, unsigned int* result, unsigned int data_len, bool allowed) {
+                     unsigned char* data, unsigned int* result, unsigned int data_len, bool allowed,
+                     bool optional) {
     return LINUX_ADMIN_COMMAND(fd, name, opcode, static_cast<int>(nsid), static_cast<int>(cdw10),
                                static_cast<int>(cdw11), static_cast<int>(cdw12), static_cast<int>(cdw13),
                                static_cast<int>(cdw14), static_cast<int>(cdw15), static_cast<int>(data_len),
-                               data, result, commands, more_commands, allowed);
+                               data, result, commands, more_commands, allowed, optional);
 }
 
 }  // namespace orka
 
 int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid, int cdw10, int cdw11,
                         int cdw12, int cdw13, int cdw14, int cdw15, int data_len, unsigned char* data,
-                        unsigned int* result, Json::Value& commands, Json::Value& more_commands,
-                        bool allowed) {
+                        unsigned int* result, Json::Value& commands, Json::Value& more_commands, bool allowed,
+                        bool optional) {
     try {
         int rc = 0;
         LOG_VERBOSE << "Running NVMe Admin " << name
@@ -149,6 +169,12 @@ int LINUX_ADMIN_COMMAND(orka::NVME_ID fd, std::string name, int opcode, int nsid
             ORKA_LOG_TO(orka::CONSOLE_LOGGER, failure_severity)
                 << " FAILED " << name << " ioctl(file_descriptor,NVME_IOCTL_ADMIN_CMD,cmd) failed with code "
                 << error << " '" << std::strerror(error) << "'. Completed in " << milliseconds << " mS";
+        } else if (status > 0 && optional && orka::IsNotOfferedStatus(static_cast<unsigned int>(status))) {
+            rc = status;
+            nvme_status = status;
+            allowed = true;
+            FILE_LOG_INFO << name << " not supported by the drive ("
+                          << orka::NvmeStatusName(static_cast<unsigned int>(status)) << ")";
         } else if (status > 0) {
             // The controller completed the command with an error status: the data buffer and
             // completion dword hold nothing the caller may use.

@@ -11,6 +11,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -49,14 +50,45 @@ std::vector<std::string> GetNvmeDriveList() {
     return drives;
 }
 
+namespace {
+
+// What a user can do about a drive that would not open, by the reason the system gave.
+std::string OpenHint(int error, const std::string& path) {
+    switch (error) {
+        case EACCES:
+        case EPERM:
+            return " (run as root or as a user allowed to open " + path + " read-write)";
+        case ENOENT:
+        case ENODEV:
+        case ENXIO:
+            return " (the controller is gone; /sys/class/nvme lists those present)";
+        case EAGAIN:
+            return " (the controller is not live: it is resetting, connecting or being removed)";
+        case EBUSY:
+            return " (another program holds it)";
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
 NVME_ID GetNvmeId(std::string path, bool /*flag*/) {
     const int fd = open(path.c_str(), O_RDWR);
-    // A descriptor of 0 is treated as a failure too.
+    const int error = errno;
     if (fd > 0) {
         LOG_VERBOSE << "Opened file descriptor " << fd << " for NVMe " << path;
         return fd;
     }
-    throw OrkaError("Failed to open file descriptor for NVME drive '" + path + "'");
+    std::string reason;
+    if (fd == 0) {
+        // Descriptor 0 belongs to standard input; a drive is never used through it.
+        close(fd);
+        reason = "it was opened as standard input, which is closed";
+    } else {
+        reason = std::strerror(error) + OpenHint(error, path);
+    }
+    throw OrkaError("Failed to open file descriptor for NVME drive '" + path + "': " + reason);
 }
 
 void CloseNvmeId(NVME_ID id) {

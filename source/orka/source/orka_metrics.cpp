@@ -71,6 +71,14 @@ const std::vector<Family>& Families() {
         Metric("brantix_temperature_sensor_celsius", "gauge",
                "Temperature reported by each temperature sensor.", CELSIUS,
                {{"Temperature Sensor #", "sensor"}}),
+        Metric(
+            "brantix_warning_temperature_threshold_celsius", "gauge",
+            "Composite temperature at or above which the drive is in a warning overheat condition (WCTEMP).",
+            CELSIUS, {{"Warning Composite Temperature Threshold (WCTEMP)"}}),
+        Metric(
+            "brantix_critical_temperature_threshold_celsius", "gauge",
+            "Composite temperature at or above which the drive is in a critical overheat condition (CCTEMP).",
+            CELSIUS, {{"Critical Composite Temperature Threshold (CCTEMP)"}}),
         Metric("brantix_available_spare_ratio", "gauge", "Remaining spare capacity (1 is all of it).",
                PERCENT, {{"Available Spare"}}),
         Metric("brantix_available_spare_threshold_ratio", "gauge",
@@ -238,14 +246,26 @@ unsigned long long FailedCommands(const Json::Value& info) {
     return failed;
 }
 
-}  // namespace
-
-std::string BuildMetricsText(const Json::Value& info, const SampleOutcome& outcome) {
+// device="..." and whichever of model, serial and firmware the sample has; the
+// device is `device` when the sample does not name it.
+std::string Labels(const Json::Value& info, const std::string& device) {
     const Json::Value& parameters = info["nvme"]["parameters"];
-    Exposition out("device=\"" + EscapeLabel(Trimmed(parameters, "OS Location")) + "\",model=\"" +
-                   EscapeLabel(Trimmed(parameters, "Model")) + "\",serial=\"" +
-                   EscapeLabel(Trimmed(parameters, "Serial Number (SN)")) + "\",firmware=\"" +
-                   EscapeLabel(Trimmed(parameters, "Firmware Revision (FR)")) + "\"");
+    std::string location = Trimmed(parameters, "OS Location");
+    std::string labels = "device=\"" + EscapeLabel(location.empty() ? device : location) + "\"";
+    for (const auto& [label, parameter] :
+         {std::pair{"model", "Model"}, std::pair{"serial", "Serial Number (SN)"},
+          std::pair{"firmware", "Firmware Revision (FR)"}}) {
+        const std::string value = Trimmed(parameters, parameter);
+        if (!value.empty()) {
+            labels += std::string(",") + label + "=\"" + EscapeLabel(value) + "\"";
+        }
+    }
+    return labels;
+}
+
+std::string SampleText(const std::string& labels, const Json::Value& info, const SampleOutcome& outcome) {
+    const Json::Value& parameters = info["nvme"]["parameters"];
+    Exposition out(labels);
     for (const Family& family : Families()) {
         for (const Series& series : family.series) {
             const std::string name = series.parameter;
@@ -289,6 +309,39 @@ std::string BuildMetricsText(const Json::Value& info, const SampleOutcome& outco
     return out.Text();
 }
 
+}  // namespace
+
+std::string BuildMetricsText(const Json::Value& info, const SampleOutcome& outcome) {
+    return SampleText(Labels(info, ""), info, outcome);
+}
+
+RunMetrics::RunMetrics(std::string path, std::string device)
+    : path_(std::move(path)), device_(std::move(device)), labels_(Labels(Json::Value(), device_)) {}
+
+void RunMetrics::Sample(const Json::Value& info, const SampleOutcome& outcome, bool drive_read) {
+    labels_ = Labels(info, device_);
+    figures_ = SampleText(labels_, info, outcome);
+    drive_read_ = drive_read;
+    Write("");
+}
+
+void RunMetrics::Finish(int exit_code, double end_seconds) {
+    Exposition out(labels_);
+    out.Add("", "", std::to_string(exit_code));
+    out.Close("brantix_last_run_exit_code", "gauge", "Exit status of the latest run (0 when it passed).");
+    out.Add("", "", Number(end_seconds));
+    out.Close("brantix_last_run_timestamp_seconds", "gauge", "Unix time at which the latest run ended.");
+    Write(out.Text());
+}
+
+void RunMetrics::Write(const std::string& run_families) {
+    Exposition out(labels_);
+    out.Add("", "", drive_read_ ? "1" : "0");
+    out.Close("brantix_up", "gauge", "1 when the latest run read the drive, 0 when it could not.");
+    text_ = figures_ + out.Text() + run_families;
+    WriteTextFileAtomically(path_, text_);
+}
+
 void WriteTextFileAtomically(const std::string& path, const std::string& text) {
     const std::filesystem::path target(path);
     const std::filesystem::path folder = target.has_parent_path() ? target.parent_path() : ".";
@@ -329,10 +382,6 @@ void WriteTextFileAtomically(const std::string& path, const std::string& text) {
         errno = error;
         fail("cannot rename the temporary file");
     }
-}
-
-void WriteMetricsFile(const std::string& path, const Json::Value& info, const SampleOutcome& outcome) {
-    WriteTextFileAtomically(path, BuildMetricsText(info, outcome));
 }
 
 }  // namespace orka

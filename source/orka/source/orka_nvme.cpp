@@ -190,38 +190,48 @@ bool ReadActiveNamespaces(int fd, Json::Value& commands, Json::Value& record,
     return true;
 }
 
-// Namespace 1 gives the "Namespace 1" parameters; the total size sums every active namespace, or is
-// namespace 1's own size when the active list cannot be read. Returns the size label ("512GB"),
-// empty when no size could be read.
-std::string CollectNamespaces(int fd, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, Json::Value& info,
-                              bool log_hex, unsigned int& highest, Json::Value& record) {
+// What the namespace reads found: the size label ("512GB", empty when no size was read) and the
+// lowest active namespace (0 for none).
+struct Namespaces {
+    std::string size_label;
+    unsigned int lowest = 0;
+};
+
+// The "Namespace 1" parameters come from namespace 1 when it is active; the total size sums every
+// active namespace. A drive that cannot list its active namespaces (before NVMe 1.1) has namespace 1
+// taken as active when its Identify Namespace shows a size.
+Namespaces CollectNamespaces(int fd, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, Json::Value& info,
+                             bool log_hex, unsigned int& highest, Json::Value& record) {
     Json::Value& commands = CommandList(info);
     const unsigned int version = controller.VER.get();
-    ORKA_NVME_IDENTIFY_NAMESPACE_DATA first{};
-    const bool have_first = controller.NN.get() >= 1 &&
-                            GetIdentifyNamespace(fd, first, 1, info, log_hex, version, highest, record) == 0;
-
-    std::uint64_t total = have_first ? NamespaceBytes(first) : 0;
-    bool known = have_first;
     std::vector<unsigned int> active;
+    std::uint64_t total = 0;
+    bool sized = true;  // every active namespace's size is known
     if (ReadActiveNamespaces(fd, commands, record, active)) {
-        total = 0;
-        known = true;
+        std::sort(active.begin(), active.end());
         for (const unsigned int nsid : active) {
-            if (nsid == 1) {
-                total += have_first ? NamespaceBytes(first) : 0;
-                continue;
-            }
-            ORKA_NVME_IDENTIFY_NAMESPACE_DATA other{};
-            if (NvmeAdminCommand(fd, "Identify Namespace " + std::to_string(nsid), commands, record, 0x06,
-                                 nsid, 0, 0, 0, 0, 0, 0, reinterpret_cast<unsigned char*>(&other), nullptr,
-                                 IDENTIFY_NAMESPACE_LENGTH, false) == 0) {
-                total += NamespaceBytes(other);
-            }
+            ORKA_NVME_IDENTIFY_NAMESPACE_DATA data{};
+            const int result =
+                nsid == 1
+                    ? GetIdentifyNamespace(fd, data, 1, info, log_hex, version, highest, record)
+                    : NvmeAdminCommand(fd, "Identify Namespace " + std::to_string(nsid), commands, record,
+                                       0x06, nsid, 0, 0, 0, 0, 0, 0, reinterpret_cast<unsigned char*>(&data),
+                                       nullptr, IDENTIFY_NAMESPACE_LENGTH, false);
+            total += NamespaceBytes(data);
+            sized = sized && result == 0;
+        }
+    } else if (controller.NN.get() >= 1) {
+        ORKA_NVME_IDENTIFY_NAMESPACE_DATA data{};
+        if (ReadIdentifyNamespace(fd, 1, data, commands, record) == 0 && data.NSZE.get() != 0) {
+            DecodeIdentifyNamespace(data, info, log_hex, version, highest);
+            active.push_back(1);
+            total = NamespaceBytes(data);
         }
     }
-    if (!known) {
-        return "";
+    Namespaces found;
+    found.lowest = active.empty() ? 0 : active.front();
+    if (active.empty() || !sized) {
+        return found;
     }
     Json::Value& parameters = info["nvme"]["parameters"];
     const auto bytes = static_cast<double>(total);
@@ -229,7 +239,8 @@ std::string CollectNamespaces(int fd, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& 
     AddParameter(parameters, "Size in GiB", ToFixedString(bytes / 1024 / 1024 / 1024, 1) + " GiB");
     AddParameter(parameters, "Size in GB", ToFixedString(bytes / 1000 / 1000 / 1000, 1) + " GB");
     AddParameter(parameters, "Size in TB", ToFixedString(bytes / 1000 / 1000 / 1000 / 1000, 1) + " TB");
-    return ToFixedString(bytes / 1000 / 1000 / 1000, 0) + "GB";
+    found.size_label = ToFixedString(bytes / 1000 / 1000 / 1000, 0) + "GB";
+    return found;
 }
 
 void AddModelParameters(Json::Value& parameters) {
@@ -265,13 +276,18 @@ std::string UniqueDescription(const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controll
 }
 
 // "PASS" when no command that was not allowed to fail failed; else the failed commands are named.
+// The commands the drive does not offer are listed under "not supported".
 bool CommandVerdict(Json::Value& metadata) {
     std::string failed;
+    Json::Value not_supported(Json::arrayValue);
     for (const Json::Value& command : metadata["commands"]) {
         if (command["return code"].asInt() != 0 && !command["allowed"].asBool()) {
             failed += (failed.empty() ? "" : ", ") + command["admin command"].asString();
+        } else if (IsNotSupported(command)) {
+            not_supported.append(command["admin command"]);
         }
     }
+    metadata["not supported"] = not_supported;
     metadata["result"] = failed.empty() ? "PASS" : "FAIL";
     metadata["read status"] = failed.empty() ? "All commands passed" : failed + " failed";
     return failed.empty();
@@ -292,31 +308,35 @@ bool GetNvmeInfo(int fd, ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, const J
         Json::Value& parameters = info["nvme"]["parameters"];
         unsigned int highest = 0;
 
-        if (settings["read identify controller"].asBool()) {
-            GetIdentifyController(fd, controller, info, log_hex, highest, record);
-            if (parameters.isMember("Model Number (MN)")) {
-                AddModelParameters(parameters);
+        // Nothing of an earlier sample's Identify data may stand in for this one's.
+        controller = ORKA_NVME_IDENTIFY_CONTROLLER_DATA{};
+        const bool identified = settings["read identify controller"].asBool() &&
+                                GetIdentifyController(fd, controller, info, log_hex, highest, record) == 0;
+        Namespaces namespaces;
+        if (identified) {
+            AddModelParameters(parameters);
+            highest = std::max(highest, controller.VER.get());
+            if (settings["read identify namespace"].asBool()) {
+                namespaces = CollectNamespaces(fd, controller, info, log_hex, highest, record);
             }
-            if (highest == 0) {
-                highest = controller.VER.get();
-            }
-        }
-        std::string size_label;
-        if (settings["read identify namespace"].asBool()) {
-            size_label = CollectNamespaces(fd, controller, info, log_hex, highest, record);
         }
         GetLogPages(fd, info, record, settings, controller, highest);
-        GetFeatures(fd, info, record, settings, controller);
+        GetFeatures(fd, info, record, settings, controller, namespaces.lowest);
 
-        AddParameter(parameters, "Highest Version Detected", GetNvmeVersion(highest));
+        if (identified) {
+            AddParameter(parameters, "Highest Version Detected", GetReportedNvmeVersion(highest));
+        }
         AddParameter(parameters, "OS Location", settings["common"]["nvme path"].asString());
         const auto now = std::chrono::system_clock::now().time_since_epoch();
         const auto milliseconds = static_cast<unsigned long long>(
             std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
         AddParameter(parameters, "Host Timestamp", ToNumberString(milliseconds) + " mS");
         AddParameter(parameters, "Host Timestamp Decoded", MillisecondsToDate(milliseconds));
-        AddParameter(parameters, "Unique Description",
-                     UniqueDescription(controller, settings["common"]["drive"].asString(), size_label));
+        if (identified) {
+            AddParameter(
+                parameters, "Unique Description",
+                UniqueDescription(controller, settings["common"]["drive"].asString(), namespaces.size_label));
+        }
 
         const bool passed = CommandVerdict(info["_metadata"]);
         LOG_DEBUG << "Get Nvme Information completed in " << GetHiResDiffTimeString(start, 3);
@@ -428,6 +448,10 @@ std::string GetNvmeVersion(unsigned long version) {
         return std::to_string(static_cast<int>(static_cast<std::int8_t>((version >> (byte * 8)) & 0xFF)));
     };
     return part(2) + "." + part(1) + "." + part(0);
+}
+
+std::string GetReportedNvmeVersion(unsigned long version) {
+    return version == 0 ? "Not Reported (before NVMe 1.2)" : GetNvmeVersion(version);
 }
 
 const std::map<std::string, std::string> VENDOR_PCI_LOOKUP = {

@@ -86,6 +86,9 @@ std::string GetNguid(const unsigned char* bytes);    // 16 bytes, "-" after byte
 std::string GetIeeeOui(const unsigned char* bytes);  // 3 bytes, last first
 // "major.minor.tertiary" from the low three bytes, each read as signed 8-bit.
 std::string GetNvmeVersion(unsigned long version);
+// As GetNvmeVersion, but a version of 0 (a drive made before Identify Controller held its version)
+// is said in words.
+std::string GetReportedNvmeVersion(unsigned long version);
 
 // PCI vendor identifier text ("0x144D") to company name.
 extern const std::map<std::string, std::string> VENDOR_PCI_LOOKUP;
