@@ -33,9 +33,33 @@ using crosscheck::Outcome;
 using crosscheck::ReadFile;
 using crosscheck::ReadJson;
 
+// One controller as the machine listed it (topology.txt).
+struct Controller {
+    std::string number, transport, serial, state, nqn, address;
+    std::vector<std::string> block_devices;
+};
+
+std::vector<Controller> ReadTopology(const std::string& results) {
+    std::vector<Controller> controllers;
+    std::istringstream lines(ReadFile(results + "/topology.txt"));
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        Controller c;
+        std::string colon;
+        words >> c.number >> c.transport >> c.serial >> c.state >> c.nqn >> c.address >> colon;
+        c.number = c.number.substr(4);
+        for (std::string device; words >> device;) {
+            c.block_devices.push_back(device);
+        }
+        controllers.push_back(c);
+    }
+    return controllers;
+}
+
 // QEMU's controller and its root port (vendor 1B36h) with a link, and the
-// host facts brantix drew from the same sysfs files.
-void CheckHostFacts(const std::string& results, Outcome& outcome) {
+// host facts brantix drew from the same sysfs files; the drive overview's
+// line for the controller, which names its block devices, in `overview`.
+void CheckHostFacts(const std::string& results, Outcome& outcome, Outcome& overview) {
     // One "<function> <file> <text>" line per sysfs file read in the machine.
     std::map<std::string, std::string> sysfs;
     std::istringstream lines(ReadFile(results + "/sysfs.txt"));
@@ -81,16 +105,24 @@ void CheckHostFacts(const std::string& results, Outcome& outcome) {
     for (const auto& [name, expected] : facts) {
         Expect(outcome, name, info["nvme"]["parameters"][name]["value"].asString(), expected, "sysfs");
     }
+    // The controller's line: its vendor, model, total size and block devices.
     std::string line;
     for (const Json::Value& drive : info["_metadata"]["system"]["nvme list"]) {
         if (drive.asString().rfind("DRIVE 0 ", 0) == 0) {
             line = drive.asString();
         }
     }
-    Expect(outcome, "drive overview", line,
+    std::string blocks;
+    for (const Controller& controller : ReadTopology(results)) {
+        for (size_t i = 0; controller.number == "0" && i < controller.block_devices.size(); ++i) {
+            blocks += (i == 0 ? "" : ", ") + controller.block_devices[i];
+        }
+    }
+    Expect(overview, "drive overview", line,
            "DRIVE 0 : " + orka::LookupPciVendor(sysfs["controller vendor"]) + " " +
                listed["ModelNumber"].asString() + " " + std::to_string((bytes + 500000000) / 1000000000) +
-               "GB");
+               "GB : " + blocks,
+           "nvme-cli");
 }
 
 // Self-test and sanitize runs: an action the controller does not advertise
@@ -217,29 +249,6 @@ void CheckOtherControllers(const std::string& results, Outcome& outcome) {
            "expected");
 }
 
-// One controller as the machine listed it (topology.txt).
-struct Controller {
-    std::string number, transport, serial, state, nqn, address;
-    std::vector<std::string> block_devices;
-};
-
-std::vector<Controller> ReadTopology(const std::string& results) {
-    std::vector<Controller> controllers;
-    std::istringstream lines(ReadFile(results + "/topology.txt"));
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        Controller c;
-        std::string colon;
-        words >> c.number >> c.transport >> c.serial >> c.state >> c.nqn >> c.address >> colon;
-        c.number = c.number.substr(4);
-        for (std::string device; words >> device;) {
-            c.block_devices.push_back(device);
-        }
-        controllers.push_back(c);
-    }
-    return controllers;
-}
-
 // nvme-cli's list-subsys entry of controller `name`, wherever it sits in the document.
 Json::Value FindPath(const Json::Value& value, const std::string& name) {
     if (value.isObject() && value["Name"].asString() == name && value.isMember("Address")) {
@@ -361,7 +370,7 @@ int main(int argc, char** argv) {
     // "core": the first controller and the trace; the others as guest.sh names them.
     std::map<std::string, Outcome> groups;
     groups["core"] = crosscheck::CompareWithClients(results);
-    CheckHostFacts(results, groups["core"]);
+    CheckHostFacts(results, groups["core"], groups["topology"]);
     CheckActions(results, groups["core"]);
     CheckRulesRun(results, groups["core"]);
     CheckOtherControllers(results, groups["verdicts"]);
