@@ -140,8 +140,9 @@ const OperationCase CASES[] = {
     {"own disk of another number", "sanitize-block", "",
      R"([{"mounts": [{"device": "nvme0n1", "on": "/"}]}])", "", 43,
      NOT_STARTED + ": /dev/nvme0n1 is mounted on /", "", -1, "", false, "topology", "nvme1"},
-    {"through the other controller", "sanitize-crypto", "", R"([{}, {}, {}, {"swaps": ["nvme2n2"]}])", "", 43,
-     NOT_STARTED + ": /dev/nvme2n2 is an active swap area", "", -1, "", false, "topology", "/dev/nvme2"},
+    {"through the other controller", "sanitize-crypto", "",
+     R"([{}, {}, {}, {"mounts": [{"device": "nvme2n2", "on": "/srv"}]}])", "", 43,
+     NOT_STARTED + ": /dev/nvme2n2 is mounted on /srv", "", -1, "", false, "topology", "/dev/nvme2"},
     {"not in use", "sanitize-block", "", R"([{}, {}, {}, {"swaps": ["nvme2n2"]}])", "", 40,
      "Device does NOT support block erase", "", -1, "", false, "topology", "1"},
 };
