@@ -185,8 +185,8 @@ std::string FileDeviceNumber(const std::string& path) {
 }
 
 // Adds what is stacked on the devices found so far: holders (device mapper,
-// md) and loop devices whose backing file lies on one of them or is one of
-// them, until nothing new turns up.
+// md), loop devices whose backing file lies on one of them or is one of them,
+// and the partitions of these, until nothing new turns up.
 void AddStackedDevices(const std::vector<SysfsBlock>& blocks, NvmeBlockDevices& devices) {
     std::map<std::string, std::string> folders;  // name -> sysfs folder
     for (const auto& block : blocks) {
@@ -216,6 +216,12 @@ void AddStackedDevices(const std::vector<SysfsBlock>& blocks, NvmeBlockDevices& 
             }
             for (const auto& holder : FolderEntries(folder + "/holders")) {
                 add(holder, name);
+            }
+            // Partitions of a stacked device (md0p1, loop0p1).
+            for (const auto& entry : FolderEntries(folder)) {
+                if (ReadTrimmed(folder + "/" + entry + "/partition") != "N/A") {
+                    add(entry, name);
+                }
             }
         }
         for (const auto& block : blocks) {
