@@ -116,6 +116,8 @@ expect "--compare" "health.rules.json logs notes.txt read.cmd.json " "$(complete
 expect "--dir" "logs " "$(complete_words brantix -d "")"
 expect "--nvme" "0 1 12 " "$(complete_words brantix --nvme "")"
 expect "--nvme 1" "1 12 " "$(complete_words brantix read -n 1)"
+expect "--nvme nvme" "nvme0 nvme1 nvme12 " "$(complete_words brantix --nvme nv)"
+expect "--nvme /dev/nvme1" "/dev/nvme1 /dev/nvme12 " "$(complete_words brantix -n /dev/nvme1)"
 
 # The installed binary.
 brantix=$root/usr/bin/brantix

@@ -14,10 +14,10 @@ rm -rf "$run_dir"
 mkdir -p "$run_dir"
 cp "$repo/commands/read.cmd.json" "$run_dir/"
 
-# A drive is usable when the kernel lists an NVMe block device and one of the
+# A drive is usable when the kernel lists an NVMe controller and one of the
 # controller nodes opens for reading and writing.
 have_drive=no
-if compgen -G "/sys/block/nvme*" >/dev/null; then
+if compgen -G "/sys/class/nvme/nvme*" >/dev/null; then
     for node in /dev/nvme[0-9]*; do
         case "$node" in
             *n[0-9]*) continue ;;  # namespace block devices, not controllers

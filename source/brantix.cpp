@@ -136,17 +136,50 @@ void RefuseReadOptions(const std::string& type, const Json::Value& settings, con
     }
 }
 
-// Resolves "*" to the first drive the system lists and checks a named drive
-// against the list. A named drive is used unchecked when listing fails.
-std::string ResolveDrive(const std::string& requested) {
-    std::string drive = requested;
+// The drive number of an --nvme value: "1", "nvme1" and "/dev/nvme1" all name
+// controller 1; "*" is kept for ResolveDrive.
+std::string DriveNumber(const std::string& value) {
+    if (value == "*") {
+        return value;
+    }
+    std::string number = value;
+    for (const std::string prefix : {"/dev/nvme", "nvme"}) {
+        if (number.compare(0, prefix.size(), prefix) == 0) {
+            number.erase(0, prefix.size());
+            break;
+        }
+    }
+    const bool digits =
+        !number.empty() && number.size() < 10 && number.find_first_not_of("0123456789") == std::string::npos;
+    if (!digits) {
+        throw orka::UsageError("Invalid drive for --nvme: '" + value +
+                               "' (give the controller as 1, nvme1 or /dev/nvme1, or * for the first one)");
+    }
+    return std::to_string(std::stoul(number));
+}
+
+// Resolves "*" to the lowest-numbered controller that is live and checks a
+// named drive against the controller list. A named drive is used unchecked
+// when listing fails. A sanitize erases the drive, so it never runs on "*".
+std::string ResolveDrive(const std::string& requested, bool named_only) {
+    std::string drive = DriveNumber(requested);
+    if (named_only && drive == "*") {
+        throw orka::UsageError("Sanitize needs the drive named with --nvme (it erases all data)");
+    }
     try {
         const std::vector<std::string> drives = orka::GetNvmeDriveList();
         if (drives.empty()) {
             throw orka::OrkaError("No NVMe drives found");
         }
         if (drive == "*") {
-            drive = drives.front();
+            // A controller that is connecting, resetting or being deleted cannot be opened.
+            const auto live = std::find_if(drives.begin(), drives.end(), [](const std::string& number) {
+                return orka::GetControllerAttribute(number, "state") == "live";
+            });
+            if (live == drives.end()) {
+                throw orka::OrkaError("No NVMe drive is live");
+            }
+            drive = *live;
         }
         if (std::find(drives.begin(), drives.end(), drive) == drives.end()) {
             throw orka::UsageError("NVMe drive " + drive + " was not found");
@@ -286,7 +319,7 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
         throw orka::UsageError(missing);
     }
 
-    const std::string drive = ResolveDrive(line.drive);
+    const std::string drive = ResolveDrive(line.drive, type == "sanitize");
     settings["common"]["drive"] = drive;
     settings["common"]["nvme path"] = "/dev/nvme" + drive;
     LOG_INFO << " NVMe:            " << settings["common"]["nvme path"].asString();

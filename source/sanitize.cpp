@@ -146,6 +146,13 @@ void SanitizeRun::PrintEnd() {
 
 int SanitizeRun::Run(orka::NVME_ID fd) {
     fd_ = fd;
+    // Never erase a drive the host is using, whatever the drive offers: a
+    // mounted file system, an active swap area or an exclusive holder on any
+    // namespace of its subsystem, through whichever controller or path.
+    const std::string in_use = orka::FindDriveInUse(settings_["common"]["drive"].asString());
+    if (!in_use.empty()) {
+        return Finish(43, "Sanitize did NOT start: " + in_use);
+    }
     orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA controller{};
     Json::Value none;
     // Without the controller's data its sanitize capabilities are unknown, not absent.
@@ -154,12 +161,6 @@ int SanitizeRun::Run(orka::NVME_ID fd) {
     }
     if (((controller.SANICAP.get() >> action_.sanicap_bit) & 1) == 0) {
         return Finish(action_.unsupported_rc, action_.unsupported_message);
-    }
-    // Never erase a drive the host is using: a mounted file system or an
-    // active swap area on any of its namespaces or partitions.
-    const std::string in_use = orka::FindDriveInUse(settings_["common"]["drive"].asString());
-    if (!in_use.empty()) {
-        return Finish(43, "Sanitize did NOT start: " + in_use);
     }
 
     begin_ = std::chrono::system_clock::now();

@@ -26,6 +26,9 @@ RunOptions Options(const std::string& name, const std::string& changes = "{}",
     RunOptions options;
     options.files["x.cmd.json"] = testing_support::CommandFile(name, {name == "read" ? quick : "", changes});
     options.args = {"x"};
+    if (name.rfind("sanitize", 0) == 0) {
+        options.args.insert(options.args.end(), {"-n", "0"});
+    }
     options.env = {{"BRANTIX_SIM_TIME_SCALE", "50"}, {"BRANTIX_SIM_DRIVE", drive}};
     return options;
 }
@@ -307,7 +310,7 @@ TEST(Faults, BrokenInputsAndDrives) {
         {"{}", "x.cmd.json", read(R"({"log hex data": "yes"})"), 22,
          "GetNvmeInfo: Value is not convertible to bool."},
         {"{}", "x.cmd.json", testing_support::CommandFile("sanitize-block", {R"({"sanitize type": 5})"}), 16,
-         "Unsupported sanitize type: 5"},
+         "Unsupported sanitize type: 5", "-n 0"},
         {R"({"rules file": "absent"})", "", "", 16, "Failed to find rules file: <dir>/absent.rules.json"},
         {rules, "r.rules.json", "", 17, bad_rules},
         {rules, "r.rules.json", deep, 17, bad_rules},
@@ -336,14 +339,23 @@ TEST(Faults, BrokenInputsAndDrives) {
         {"{}", "", "", 0, " NVMe:            /dev/nvme1", "-n 1 -s 0", "read", "dual-namespace"},
         {"{}", "", "", 17,
          "Failed to open file descriptor for NVME drive '/dev/nvme3': No such file or directory (the "
-         "controller "
-         "is gone; /sys/class/nvme lists those present)",
+         "controller is gone; /sys/class/nvme lists those present)",
          "--nvme 3 -s -1 -i -1", "selftest-short", "no-drives"},
         {"{}", "", "", 19, "NVMe drive 5 was not found", "--nvme 5", "read", "plain-1.2.1"},
         // A drive that will not open ends every command type the same way, with the system's reason.
         {"{}", "", "", 17, denied, "", "read", "demo", "open=13"},
         {"{}", "", "", 17, denied, "", "selftest-short", "demo", "open=13"},
-        {"{}", "", "", 17, denied, "", "sanitize-block", "demo", "open=13"},
+        {"{}", "", "", 17, denied, "-n 0", "sanitize-block", "demo", "open=13"},
+
+        // A drive is named as 1, nvme1 or /dev/nvme1; a sanitize only on a drive named.
+        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "-n nvme1 -s 0", "read", "dual-namespace"},
+        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "--nvme /dev/nvme1 -s 0", "read", "dual-namespace"},
+        {"{}", "", "", 16,
+         "Invalid drive for --nvme: '/dev/nvme0n1' (give the controller as 1, nvme1 or /dev/nvme1, or * for "
+         "the first one)",
+         "-n /dev/nvme0n1"},
+        {"{}", "", "", 16, "Sanitize needs the drive named with --nvme (it erases all data)", "-n *",
+         "sanitize-block"},
         // A number that does not parse ends the run as an unhandled exception.
         {"{}", "", "", 17, "Unhandled Exception:\nstoi", "-s many"},
         {"{}", "", "", 18,

@@ -139,20 +139,36 @@ TEST(ReadCommand, OneSampleOfTheRichDrive) {
     const std::string model = "Brantix Sim Rich 2TB NVMe 1.4";
     // 3,907,029,168 blocks of 512 bytes.
     std::string values;
-    for (const std::string name :
-         {"Model", "Model No Spaces", "Size in GiB", "Size in GB", "Size in TB", "Highest Version Detected",
-          "OS Location", "Unique Description", "PCI Bandwidth", "PCI Device ID", "PCI Location",
-          "PCI Rated Bandwidth", "PCI Rated Speed", "PCI Rated Width", "PCI Speed", "PCI Width",
-          "Root PCI Device ID", "Root PCI Location", "Root PCI Vendor ID"}) {
+    for (const std::string name : {"Model",
+                                   "Model No Spaces",
+                                   "Size in GiB",
+                                   "Size in GB",
+                                   "Size in TB",
+                                   "Highest Version Detected",
+                                   "OS Location",
+                                   "Transport",
+                                   "Transport Address",
+                                   "Unique Description",
+                                   "PCI Bandwidth",
+                                   "PCI Device ID",
+                                   "PCI Location",
+                                   "PCI Rated Bandwidth",
+                                   "PCI Rated Speed",
+                                   "PCI Rated Width",
+                                   "PCI Speed",
+                                   "PCI Width",
+                                   "Root PCI Device ID",
+                                   "Root PCI Location",
+                                   "Root PCI Vendor ID"}) {
         values += testing_support::ParameterValue(info, name) + "|";
     }
-    EXPECT_EQ(values,
-              model +
-                  "|Brantix_Sim_Rich_2TB_NVMe_1.4|1863.0 GiB|2000.4 GB|2.0 TB|1.4.0|/dev/nvme0|NVMe 0 "
-                  "[02:00:0] - Western Digital " +
-                  model +
-                  " 2000GB|16.0 GT/s|0x2500|Bus 02, device 00, function 0|64.0 GT/s|Gen4 16.0GT/s|x4|"
-                  "Gen3 8.0GT/s|x2|0x43B0|Bus 00, device 1d, function 0|0x8086|");
+    EXPECT_EQ(values, model +
+                          "|Brantix_Sim_Rich_2TB_NVMe_1.4|1863.0 GiB|2000.4 GB|2.0 "
+                          "TB|1.4.0|/dev/nvme0|pcie|0000:02:00.0|NVMe 0 "
+                          "[02:00:0] - Western Digital " +
+                          model +
+                          " 2000GB|16.0 GT/s|0x2500|Bus 02, device 00, function 0|64.0 GT/s|Gen4 16.0GT/s|x4|"
+                          "Gen3 8.0GT/s|x2|0x43B0|Bus 00, device 1d, function 0|0x8086|");
     EXPECT_EQ(info["_metadata"]["result"].asString(), "PASS");
     // Only the telemetry headers are dumped whatever "log hex data" says.
     EXPECT_EQ(info["raw hex data"].getMemberNames(), (Names{"log page 7 pre", "log page 8 pre"}));
@@ -163,9 +179,10 @@ TEST(ReadCommand, OneSampleOfTheRichDrive) {
     EXPECT_EQ(system.getMemberNames(),
               (Names{"bios version", "date", "hostname", "kernel release", "manufacturer", "memory", "model",
                      "nvme list", "os", "os version", "processor", "username", "uuid", "working directory"}));
-    EXPECT_EQ(system["bios version"].asString() + "|" + system["model"].asString() + "|" +
-                  system["username"].asString() + "|" + system["nvme list"][0].asString(),
-              "SIM.BIOS.1.4.7|Simulated Rich Host|NA|DRIVE 0 : Western Digital " + model + " 2000GB");
+    EXPECT_EQ(
+        system["bios version"].asString() + "|" + system["model"].asString() + "|" +
+            system["username"].asString() + "|" + system["nvme list"][0].asString(),
+        "SIM.BIOS.1.4.7|Simulated Rich Host|NA|DRIVE 0 : Western Digital " + model + " 2000GB : nvme0n1");
 }
 
 // "Namespace 1" is namespace 1; the size sums the active namespaces, however high NN is. The crowded drive
@@ -183,10 +200,10 @@ TEST(ReadCommand, NamespacesAndTotalSize) {
         std::string listed;    // the drive listed
     } cases[] = {
         {folder.Write("crowded.json", crowded.toStyledString()), "2000398934016 Bytes", "3,907,029,168",
-         "0:1 0:2 1:0 ", "DRIVE 0 : Unknown Brantix Sim Rich 2TB NVMe 1.4 2000GB"},
-        // 1,000,000,000 x 512 + 250,000,000 x 4,096 bytes; the list shows the first namespace's size.
+         "0:1 0:2 1:0 ", "DRIVE 0 : Unknown Brantix Sim Rich 2TB NVMe 1.4 2000GB : nvme0n1"},
+        // 1,000,000,000 x 512 + 250,000,000 x 4,096 bytes, in the list too.
         {"dual-namespace", "1536000000000 Bytes", "1,000,000,000", "0:1 0:2 1:0 2:0 ",
-         "DRIVE 0 : Western Digital Brantix Sim Dual 0 512GB"},
+         "DRIVE 0 : Western Digital Brantix Sim Dual 0 1536GB : nvme0n1, nvme0n2"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.profile);
@@ -264,6 +281,7 @@ TEST(ReadCommand, RealDriveQuirks) {
          "6:1 10:1 ",
          "quirks",
          "nvme.info.sample-3.json"},
+        {"-n 4", "", 0, "", {{"Size", absent}, {"Namespace 1 Size in LBA (NSZE)", absent}}, ""},
     };
     testing_support::TempFolder folder("profiles");
     Json::Value pieces = testing_support::ProfileSource("rich-1.4");
@@ -299,6 +317,49 @@ TEST(ReadCommand, RealDriveQuirks) {
         }
         EXPECT_EQ(namespaces, c.namespaces);
         EXPECT_FALSE(length_refused);
+    }
+}
+
+// Every controller of the topology profile listed once with its block devices, "*" on the lowest live
+// one; a controller without namespaces reads, and one reached over tcp has its transport and no PCI
+// parameters.
+TEST(ReadCommand, ControllersOfALinuxTopology) {
+    const struct {
+        std::string nvme;
+        std::vector<testing_support::Expected> parameters;
+    } cases[] = {
+        {"*", {{"OS Location", "/dev/nvme1"}, {"Transport Address", "0000:02:00.0"}}},
+        {"/dev/nvme4",
+         {{"Transport", "pcie"},
+          {"Unique Description", "NVMe 4 [05:00:0] - Western Digital Brantix Sim Topology 1TB"},
+          {"PCI Location", "Bus 05, device 00, function 0"}}},
+        {"nvme5",
+         {{"Transport", "tcp"},
+          {"Transport Address", "traddr=127.0.0.1,trsvcid=4420,src_addr=127.0.0.1"},
+          {"Unique Description", "NVMe 5 [tcp] - Western Digital Brantix Sim Fabric 2GB"},
+          {"PCI Location", testing_support::ABSENT},
+          {"Root PCI Vendor ID", testing_support::ABSENT}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.nvme);
+        testing_support::RunOptions options;
+        options.files["read.cmd.json"] = testing_support::CommandFile("read", {R"({"log hex data": false})"});
+        options.args = {"read", "--nvme", c.nvme};
+        const auto run = testing_support::RunBrantixOnProfile("topology", options);
+        EXPECT_EQ(run.exit_code, 0) << run.console;
+        const Json::Value info = JsonFile(run, "nvme.info.json");
+        testing_support::ExpectParameters(info, c.parameters);
+        std::string listed;
+        for (const auto& line : info["_metadata"]["system"]["nvme list"]) {
+            listed += line.asString() + "\n";
+        }
+        EXPECT_EQ(listed,
+                  "DRIVE 0 [tcp] : Brantix Sim Topology 1TB 0GB : no block devices\n"
+                  "DRIVE 1 : Western Digital Brantix Sim Topology 1TB 1000GB : nvme0n1\n"
+                  "DRIVE 2 : Western Digital Brantix Sim Shared 4GB 4GB : nvme2n1, nvme2n2\n"
+                  "DRIVE 3 : Western Digital Brantix Sim Shared 4GB 4GB : nvme2n1, nvme2n2\n"
+                  "DRIVE 4 : Western Digital Brantix Sim Topology 1TB 0GB : no block devices\n"
+                  "DRIVE 5 [tcp] : Brantix Sim Fabric 2GB 2GB : nvme5n1\n");
     }
 }
 

@@ -1,5 +1,5 @@
-// Host facts read from /etc, /proc and /sys style files, drive numbers from
-// block device names, and the PCI link texts. The facts of a simulated host
+// Host facts read from /etc, /proc and /sys style files, the controllers and
+// their block devices, and the PCI link texts. The facts of a simulated host
 // are checked through the read command.
 #include <gtest/gtest.h>
 
@@ -10,6 +10,7 @@
 #include "orka.h"
 #include "orka_linux.h"
 #include "support/brantix_run.h"
+#include "support/simulator.h"
 
 namespace {
 
@@ -61,21 +62,57 @@ TEST(HostFiles, TextFunctions) {
     home == nullptr ? unsetenv("HOME") : setenv("HOME", std::string(home).c_str(), 1);
 }
 
-// Drive numbers from namespace device names and from /sys/block/ entry paths (cut at the first "n" after
-// the prefix); empty: not a drive's.
-TEST(HostFiles, DriveNumbers) {
-    for (const auto& [name, namespace_drive, listed_drive] : std::vector<std::array<std::string, 3>>{
-             {"nvme12n3", "12", "12"}, {"nvme0n1p1", "", "0"}, {"nvme3", "", "3"}, {"sda", "", ""}}) {
-        std::string drive;
-        EXPECT_EQ(orka::IsNvmeNamespaceDevice(name, drive), !namespace_drive.empty()) << name;
-        EXPECT_EQ(drive, namespace_drive) << name;
-        drive = "";
-        EXPECT_EQ(orka::DriveNumberFromBlockPath("/sys/block/" + name, drive), !listed_drive.empty());
-        EXPECT_EQ(drive, listed_drive) << name;
+// What belongs to each controller of the topology profile, found through sysfs links with the kernel's
+// multipath on and off, and what keeps a subsystem from being erased, whichever controller or path
+// reaches the namespace in use: a mount through the other controller, a holder of an exclusive open.
+TEST(SimulatedTopology, ControllersOwnTheirNamespacesThroughSysfsLinks) {
+    testing_support::TempFolder folder("topology");
+    const std::string own = "nvme0n1 ||";
+    const std::string two = "nvme2n1 nvme2n2 |";
+    const struct {
+        bool multipath;
+        std::vector<std::string> owned;  // namespaces | paths of controllers 0 to 5
+        std::string mounted;             // controller 3's name of namespace 1
+        std::string held;                // controller 1's name of its namespace
+    } cases[] = {
+        {true,
+         {"||", own, two + "nvme2c2n1 nvme2c2n2 |", two + "nvme2c3n1 nvme2c3n2 |", "||", "nvme5n1 ||"},
+         "nvme2n1",
+         "nvme0n1"},
+        {false,
+         {"||", "nvme1n1 ||", two + "|", "nvme3n1 nvme3n2 ||", "||", "nvme5n1 ||"},
+         "nvme3n1",
+         "nvme1n1"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.multipath);
+        Json::Value source = testing_support::ProfileSource("topology");
+        source["multipath"] = c.multipath;
+        source["drives"][3]["mounts"][0]["device"] = c.mounted;
+        source["drives"][3]["mounts"][0]["on"] = "/srv";
+        source["drives"][0]["held"][0] = c.held;
+        testing_support::UseProfile(
+            folder.Write(c.multipath ? "on.json" : "off.json", source.toStyledString()));
+        EXPECT_EQ(orka::GetNvmeDriveList(), (std::vector<std::string>{"0", "1", "2", "3", "4", "5"}));
+        std::vector<std::string> owned;
+        for (const auto& drive : orka::GetNvmeDriveList()) {
+            const orka::NvmeBlockDevices found = orka::GetNvmeBlockDevices(drive, false);
+            std::string text;
+            for (const auto* names : {&found.namespaces, &found.paths}) {
+                for (const auto& name : *names) {
+                    text += name + " ";
+                }
+                text += "|";
+            }
+            owned.push_back(text);
+        }
+        EXPECT_EQ(owned, c.owned);
+        EXPECT_EQ(orka::FindDriveInUse("2"), "/dev/" + c.mounted + " is mounted on /srv");
+        EXPECT_EQ(orka::FindDriveInUse("1"),
+                  "/dev/" + c.held + " is in use: it cannot be opened exclusively");
+        EXPECT_EQ(orka::FindDriveInUse("5"), "");
     }
-    std::string drive;
-    EXPECT_FALSE(orka::IsNvmeNamespaceDevice("nvmen1", drive));
-    EXPECT_FALSE(orka::DriveNumberFromBlockPath("/sys/class/block/nvme0n1", drive));
+    testing_support::StopSimulation();
 }
 
 }  // namespace

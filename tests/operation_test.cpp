@@ -21,6 +21,8 @@ struct OperationCase {
     int final_code;          // the details' "return code"; -1: not checked
     std::string note;        // a message one of the details' samples carries; empty: none
     bool interrupt = false;  // Ctrl-C once the journal shows the first command with the operation's opcode
+    std::string profile = "demo";
+    std::string nvme = "0";  // --nvme
 };
 
 struct OperationRun {
@@ -36,10 +38,10 @@ OperationRun RunOperation(const OperationCase& c, unsigned int opcode) {
     const std::string kind = opcode == 0x14 ? "selftest" : "sanitize";
     testing_support::RunOptions options;
     options.files["test.cmd.json"] = CommandFile(c.command_file, {c.settings});
-    options.args = {"test", "-d", "out"};
+    options.args = {"test", "-d", "out", "--nvme", c.nvme};
     options.env = {{"BRANTIX_SIM_TIME_SCALE", "50"}, {"BRANTIX_SIM_DRIVE", c.drive_patch}};
-    const auto run = c.interrupt ? testing_support::RunBrantixInterrupted("demo", options, opcode)
-                                 : testing_support::RunBrantixOnProfile("demo", options, c.faults);
+    const auto run = c.interrupt ? testing_support::RunBrantixInterrupted(c.profile, options, opcode)
+                                 : testing_support::RunBrantixOnProfile(c.profile, options, c.faults);
     OperationRun result{Json::Value(), Json::Value(), run.Journal()};
     EXPECT_EQ(run.exit_code, c.exit_code) << run.console;
     // A run that left no summary fails on parsing an empty text.
@@ -133,6 +135,16 @@ const OperationCase CASES[] = {
      NOT_STARTED + ": /dev/dm-0 on /dev/nvme0n1p3 is mounted on /", "", -1, ""},
     {"swap partition", "sanitize-overwrite", "", R"({"swaps": ["nvme0n1p3"]})", "", 43,
      NOT_STARTED + ": /dev/nvme0n1p3 is an active swap area", "", -1, ""},
+    // Checked before what the drive offers (none of these sanitizes), on every namespace of the
+    // subsystem: controller 1's disk is nvme0n1, controllers 2 and 3 share the heads nvme2n1 and nvme2n2.
+    {"own disk of another number", "sanitize-block", "",
+     R"([{"mounts": [{"device": "nvme0n1", "on": "/"}]}])", "", 43,
+     NOT_STARTED + ": /dev/nvme0n1 is mounted on /", "", -1, "", false, "topology", "nvme1"},
+    {"through the other controller", "sanitize-crypto", "",
+     R"([{}, {}, {}, {"mounts": [{"device": "nvme2n2", "on": "/srv"}]}])", "", 43,
+     NOT_STARTED + ": /dev/nvme2n2 is mounted on /srv", "", -1, "", false, "topology", "/dev/nvme2"},
+    {"not in use", "sanitize-block", "", R"([{}, {}, {}, {"swaps": ["nvme2n2"]}])", "", 40,
+     "Device does NOT support block erase", "", -1, "", false, "topology", "1"},
 };
 
 // Each self-test (opcode 14h) and sanitize (84h) case; a report per read of the operation's log (06h,

@@ -39,6 +39,11 @@ TEST(SimulatorProfile, MistakesNameTheirPlace) {
          "test.json: drives[0].identify controller: unknown field \"MODEL\""},
         {parsed(R"({"drives": [{"log pages": {"C0": {"x": 1}}}]})"),
          "test.json: drives[0].log pages.C0: log page without a layout here; give its bytes as \"data\""},
+        {parsed(R"({"drives": [{}, {"like": 1}]})"), "test.json: drives[1].like: not an earlier drive"},
+        // With multipath off the namespace is named after its controller.
+        {parsed(R"({"multipath": false, "drives": [{"controller": 1, "subsystem": 0, "namespaces": [{}],
+                    "mounts": [{"device": "nvme0n1", "on": "/"}]}]})"),
+         "test.json: drives[0]: \"nvme0n1\" is no namespace or partition of this drive"},
         {faults("opcode=2"), "fault \"opcode=2\": give exactly one of errno, status and signal"},
         {faults("log=2,errno=5"), "fault \"log=2,errno=5\": a command fault needs an opcode"},
     };

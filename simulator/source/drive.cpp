@@ -467,6 +467,10 @@ int OpenError(const Context& context, const Drive& drive) {
     if (drive.open_error != 0) {
         return drive.open_error;
     }
+    // A controller that is connecting, resetting or being deleted.
+    if (drive.state != "live") {
+        return EAGAIN;
+    }
     const int vanish = VanishAfter(context, drive);
     if (vanish >= 0) {
         State state(context, drive);

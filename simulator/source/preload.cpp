@@ -20,6 +20,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -63,6 +64,9 @@ struct Simulation {
     std::string root;                 // generated tree standing for the owned paths
     std::vector<std::string> owned;   // path prefixes served from `root`
     std::map<int, unsigned> devices;  // open descriptor -> controller
+    // Namespace block devices and partitions with a /dev node, and whether an
+    // exclusive open of one fails as busy.
+    std::map<std::string, bool> block_nodes;
 };
 
 std::mutex simulation_mutex;
@@ -140,14 +144,62 @@ std::string MountEscape(const std::string& text) {
     return escaped;
 }
 
-// Block device numbers: namespaces and the partitions the profile mentions,
-// numbered in profile order under the extended block major, as the kernel
-// does for NVMe; each gets its sysfs folder with "dev" and a link in
-// /sys/class/block. The host's mount table and swap list hold the simulated
-// host's own entries (a root file system on another disk) and what the
-// profile mounts or swaps on its drives, directly or through a device-mapper
-// device stacked on them ("via").
-void WriteHostUse(const std::string& build, const Profile& profile) {
+// A link at `link` (a path below /sys, as "sys/...") to `target` (the same),
+// written relative as sysfs writes its links.
+void Link(const std::string& build, const std::string& target, const std::string& link) {
+    const std::string relative =
+        std::filesystem::path(target).lexically_relative(std::filesystem::path(link).parent_path()).string();
+    MakeDirs(build + "/" + std::filesystem::path(link).parent_path().string());
+    symlink(relative.c_str(), (build + "/" + link).c_str());
+}
+
+// A block device folder `folder` (as "sys/devices/..."), listed in
+// /sys/block and /sys/class/block.
+void ListBlock(const std::string& build, const std::string& folder, const std::string& name) {
+    Link(build, folder, "sys/block/" + name);
+    Link(build, folder, "sys/class/block/" + name);
+}
+
+// The sysfs folder of a controller: below its PCI function, or among the
+// fabrics controllers.
+std::string ControllerFolder(const Drive& drive) {
+    const std::string name = "nvme" + std::to_string(drive.controller);
+    if (!drive.Pcie()) {
+        return "sys/devices/virtual/nvme-fabrics/ctl/" + name;
+    }
+    return "sys/devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address + "/" +
+           drive.pci.address + "/nvme/" + name;
+}
+
+std::string SubsystemFolder(const Drive& drive) {
+    return "sys/devices/virtual/nvme-subsystem/nvme-subsys" + std::to_string(drive.subsystem);
+}
+
+// The namespace files of a disk, a head or a path, and its "device" link.
+void WriteNamespace(const std::string& build, const std::string& folder, const Drive& drive,
+                    const Namespace& ns, const std::string& device) {
+    MakeDirs(build + "/" + folder + "/queue");
+    WriteFile(build + "/" + folder + "/size", std::to_string(ns.sectors) + "\n");
+    WriteFile(build + "/" + folder + "/nsid", std::to_string(ns.nsid) + "\n");
+    WriteFile(build + "/" + folder + "/hidden", "0\n");
+    if (drive.max_hw_sectors_kb != 0) {
+        WriteFile(build + "/" + folder + "/queue/max_hw_sectors_kb",
+                  std::to_string(drive.max_hw_sectors_kb) + "\n");
+    }
+    Link(build, device, folder + "/device");
+}
+
+// The kernel's NVMe objects: each controller's folder with its attributes,
+// its subsystem with links to its controllers, and the namespace block
+// devices: a controller's own disks, or with multipath in a multi-controller
+// subsystem the subsystem's heads and a hidden path per controller (no "dev",
+// no /dev node). Block device numbers are counted through the profile under
+// the extended block major, partitions the profile mentions included, as
+// the kernel does for NVMe. The host's mount table and swap list hold the
+// simulated host's own entries (a root file system on another disk) and what
+// the profile mounts or swaps, directly or through a device-mapper device
+// stacked on a namespace or partition ("via").
+void WriteNvmeTree(const std::string& build, const Profile& profile) {
     MakeDirs(build + "/sys/class/block");
     MakeDirs(build + "/proc/self");
     std::string mountinfo =
@@ -161,57 +213,100 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
     unsigned minor = 0;
     unsigned mount_id = 30;
     unsigned mapper_minor = 0;
+    std::map<std::string, std::string> numbers;  // block device -> major:minor
     for (const auto& drive : profile.drives) {
+        const std::string name = "nvme" + std::to_string(drive.controller);
+        const std::string controller = ControllerFolder(drive);
+        const std::string subsystem = SubsystemFolder(drive);
+        const std::string model = drive.IdentifyText(24, 40) + "\n";
+        std::string nqn = drive.IdentifyText(768, 256);
+        if (nqn.empty()) {
+            nqn = "nqn.2014.08.org.nvmexpress:" + drive.pci.vendor.substr(2) + drive.pci.vendor.substr(2) +
+                  drive.IdentifyText(4, 20) + drive.IdentifyText(24, 40);
+        }
+        const std::string folder = build + "/" + controller;
+        MakeDirs(folder);
+        WriteFile(folder + "/address", drive.address + "\n");
+        WriteFile(folder + "/model", model);
+        WriteFile(folder + "/serial", drive.IdentifyText(4, 20) + "\n");
+        WriteFile(folder + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
+        WriteFile(folder + "/subsysnqn", nqn + "\n");
+        WriteFile(folder + "/transport", drive.transport + "\n");
+        WriteFile(folder + "/state", drive.state + "\n");
+        WriteFile(folder + "/dev", "240:" + std::to_string(drive.controller) + "\n");
+        WriteFile(folder + "/cntlid",
+                  std::to_string(drive.identify_controller[78] | drive.identify_controller[79] << 8) + "\n");
+        Link(build, controller, "sys/class/nvme/" + name);
+        struct stat info;
+        if (stat((build + "/" + subsystem).c_str(), &info) != 0) {
+            MakeDirs(build + "/" + subsystem);
+            WriteFile(build + "/" + subsystem + "/subsysnqn", nqn + "\n");
+            WriteFile(build + "/" + subsystem + "/model", model);
+            WriteFile(build + "/" + subsystem + "/serial", drive.IdentifyText(4, 20) + "\n");
+            WriteFile(build + "/" + subsystem + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
+            WriteFile(build + "/" + subsystem + "/subsystype", "nvm\n");
+            WriteFile(build + "/" + subsystem + "/iopolicy", "numa\n");
+            Link(build, subsystem, "sys/class/nvme-subsystem/nvme-subsys" + std::to_string(drive.subsystem));
+        }
+        Link(build, controller, subsystem + "/" + name);
         for (const auto& ns : drive.namespaces) {
-            const std::string name =
-                "nvme" + std::to_string(drive.controller) + "n" + std::to_string(ns.nsid);
-            std::map<std::string, std::string> numbers{{name, "259:" + std::to_string(minor++)}};
-            WriteFile(build + "/sys/block/" + name + "/dev", numbers[name] + "\n");
-            symlink(("../../block/" + name).c_str(), (build + "/sys/class/block/" + name).c_str());
+            const std::string disk_name = profile.NamespaceName(drive, ns);
+            std::string disk = controller + "/" + disk_name;
+            if (profile.Heads(drive)) {
+                const std::string path = controller + "/" + profile.PathName(drive, ns);
+                WriteNamespace(build, path, drive, ns, controller);
+                WriteFile(build + "/" + path + "/hidden", "1\n");
+                ListBlock(build, path, profile.PathName(drive, ns));
+                disk = subsystem + "/" + disk_name;
+                if (numbers.count(disk_name) != 0) {
+                    continue;  // the head exists through another controller
+                }
+                WriteNamespace(build, disk, drive, ns, subsystem);
+            } else {
+                WriteNamespace(build, disk, drive, ns, controller);
+            }
+            numbers[disk_name] = "259:" + std::to_string(minor++);
+            WriteFile(build + "/" + disk + "/dev", numbers[disk_name] + "\n");
+            ListBlock(build, disk, disk_name);
             for (const auto& use : drive.host_use) {
-                if (use.device.compare(0, name.size() + 1, name + "p") != 0 ||
+                if (use.device.compare(0, disk_name.size() + 1, disk_name + "p") != 0 ||
                     numbers.count(use.device) != 0) {
                     continue;
                 }
                 numbers[use.device] = "259:" + std::to_string(minor++);
-                const std::string folder = build + "/sys/block/" + name + "/" + use.device;
-                MakeDirs(folder);
-                WriteFile(folder + "/dev", numbers[use.device] + "\n");
-                WriteFile(folder + "/partition", use.device.substr(name.size() + 1) + "\n");
-                symlink(("../../block/" + name + "/" + use.device).c_str(),
-                        (build + "/sys/class/block/" + use.device).c_str());
+                const std::string part = disk + "/" + use.device;
+                MakeDirs(build + "/" + part);
+                WriteFile(build + "/" + part + "/dev", numbers[use.device] + "\n");
+                WriteFile(build + "/" + part + "/partition", use.device.substr(disk_name.size() + 1) + "\n");
+                Link(build, part, "sys/class/block/" + use.device);
             }
-            for (const auto& use : drive.host_use) {
-                if (numbers.count(use.device) == 0) {
-                    continue;
-                }
-                if (use.IsSwap()) {
-                    swaps +=
-                        "/dev/" + use.device + "                          partition\t8388604\t\t0\t\t-2\n";
-                    continue;
-                }
-                std::string number = numbers[use.device];
-                std::string source = "/dev/" + use.device;
-                if (!use.via.empty()) {
-                    // A device-mapper device stacked on the partition holds the file system.
-                    number = "254:" + std::to_string(mapper_minor++);
-                    source = "/dev/mapper/" + use.via;
-                    MakeDirs(build + "/sys/class/block/" + use.via);
-                    WriteFile(build + "/sys/class/block/" + use.via + "/dev", number + "\n");
-                    const bool partition = use.device != name;
-                    const std::string holders =
-                        build + "/sys/block/" + name + (partition ? "/" + use.device : "") + "/holders";
-                    MakeDirs(holders);
-                    symlink(
-                        ((partition ? "../../../../" : "../../../") + std::string("class/block/") + use.via)
-                            .c_str(),
-                        (holders + "/" + use.via).c_str());
-                }
-                const std::string id = std::to_string(mount_id++);
-                mountinfo += id + " 21 " + number + " / " + MountEscape(use.on) +
-                             " rw,relatime shared:" + id + " - " + use.type + " " + source + " rw\n";
-                mounts += source + " " + MountEscape(use.on) + " " + use.type + " rw,relatime 0 0\n";
+        }
+        for (const auto& use : drive.host_use) {
+            if (use.IsSwap()) {
+                swaps += "/dev/" + use.device + "                          partition\t8388604\t\t0\t\t-2\n";
+                continue;
             }
+            std::string number = numbers[use.device];
+            std::string source = "/dev/" + use.device;
+            if (!use.via.empty()) {
+                // A device-mapper device stacked on the namespace or partition holds the file system.
+                number = "254:" + std::to_string(mapper_minor++);
+                source = "/dev/mapper/" + use.via;
+                MakeDirs(build + "/sys/class/block/" + use.via);
+                WriteFile(build + "/sys/class/block/" + use.via + "/dev", number + "\n");
+                char target[PATH_MAX] = {};
+                const std::string device_link = build + "/sys/class/block/" + use.device;
+                const ssize_t length = readlink(device_link.c_str(), target, sizeof target - 1);
+                const std::string device_folder =
+                    length > 0
+                        ? std::filesystem::path("sys/class/block").append(target).lexically_normal().string()
+                        : "sys/class/block/" + use.device;
+                Link(build, "sys/class/block/" + use.via, device_folder + "/holders/" + use.via);
+            }
+            const std::string id = std::to_string(mount_id++);
+            mountinfo += id + " 21 " + number + " / " + MountEscape(use.on) + " rw,relatime shared:" + id +
+                         " - " + use.type + " " + source + " rw\n";
+            mounts += source + " " + MountEscape(use.on) + " " + use.type + " rw,relatime 0 0\n";
         }
     }
     WriteFile(build + "/proc/self/mountinfo", mountinfo);
@@ -220,15 +315,42 @@ void WriteHostUse(const std::string& build, const Profile& profile) {
     WriteFile(build + "/proc/swaps", swaps);
 }
 
+// The namespace block devices and partitions with a /dev node; the kernel
+// refuses an exclusive open of one that is mounted, swapped on or held, and
+// of the disk of such a partition.
+void NoteBlockNodes(Simulation& sim) {
+    const Profile& profile = *sim.profile;
+    for (const auto& drive : profile.drives) {
+        for (const auto& ns : drive.namespaces) {
+            sim.block_nodes.emplace(profile.NamespaceName(drive, ns), false);
+        }
+    }
+    for (const auto& drive : profile.drives) {
+        for (const auto& use : drive.host_use) {
+            sim.block_nodes[use.device] = true;
+            const std::string disk = use.device.substr(0, use.device.rfind('p'));
+            if (sim.block_nodes.count(disk) != 0) {
+                sim.block_nodes[disk] = true;
+            }
+        }
+        for (const auto& held : drive.held) {
+            sim.block_nodes[held] = true;
+        }
+    }
+}
+
 // Builds the tree that stands for the owned sysfs paths, once per profile
 // content; concurrent builders race harmlessly through a rename.
 void BuildTree(Simulation& sim) {
+    NoteBlockNodes(sim);
     const Profile& profile = *sim.profile;
     sim.root =
-        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("6\n" + profile.text));
+        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("7\n" + profile.text));
     sim.owned = {"/sys/block",
                  "/sys/class/nvme",
                  "/sys/class/nvme-subsystem",
+                 "/sys/devices/virtual/nvme-subsystem",
+                 "/sys/devices/virtual/nvme-fabrics",
                  "/sys/class/dmi/id/bios_version",
                  "/sys/class/dmi/id/board_vendor",
                  "/sys/class/dmi/id/product_name",
@@ -238,6 +360,9 @@ void BuildTree(Simulation& sim) {
                  "/proc/mounts",
                  "/proc/swaps"};
     for (const auto& drive : profile.drives) {
+        if (!drive.Pcie()) {
+            continue;
+        }
         const std::string tree =
             "/sys/devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address;
         sim.owned.push_back(tree);
@@ -258,47 +383,9 @@ void BuildTree(Simulation& sim) {
     WriteFile(build + "/sys/class/dmi/id/board_vendor", profile.host.board_vendor + "\n");
     WriteFile(build + "/sys/class/dmi/id/product_name", profile.host.product_name + "\n");
     for (const auto& drive : profile.drives) {
-        const std::string name = "nvme" + std::to_string(drive.controller);
-        const std::string model = drive.IdentifyText(24, 40) + "\n";
-        for (const auto& ns : drive.namespaces) {
-            const std::string block = build + "/sys/block/" + name + "n" + std::to_string(ns.nsid);
-            MakeDirs(block + "/device");
-            WriteFile(block + "/size", std::to_string(ns.sectors) + "\n");
-            WriteFile(block + "/device/model", model);
-            WriteFile(block + "/device/address", drive.pci.address + "\n");
-            if (drive.max_hw_sectors_kb != 0) {
-                MakeDirs(block + "/queue");
-                WriteFile(block + "/queue/max_hw_sectors_kb", std::to_string(drive.max_hw_sectors_kb) + "\n");
-            }
+        if (!drive.Pcie()) {
+            continue;
         }
-        const std::string controller = build + "/sys/class/nvme/" + name;
-        MakeDirs(controller);
-        WriteFile(controller + "/address", drive.pci.address + "\n");
-        WriteFile(controller + "/model", model);
-        WriteFile(controller + "/serial", drive.IdentifyText(4, 20) + "\n");
-        WriteFile(controller + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
-        // What a general NVMe client looks for to place the controller in a
-        // subsystem.
-        std::string nqn = drive.IdentifyText(768, 256);
-        if (nqn.empty()) {
-            nqn = "nqn.2014.08.org.nvmexpress:" + drive.pci.vendor.substr(2) + drive.pci.vendor.substr(2) +
-                  drive.IdentifyText(4, 20) + drive.IdentifyText(24, 40);
-        }
-        WriteFile(controller + "/subsysnqn", nqn + "\n");
-        WriteFile(controller + "/transport", "pcie\n");
-        WriteFile(controller + "/state", "live\n");
-        WriteFile(controller + "/cntlid",
-                  std::to_string(drive.identify_controller[78] | drive.identify_controller[79] << 8) + "\n");
-        const std::string subsystem =
-            build + "/sys/class/nvme-subsystem/nvme-subsys" + std::to_string(drive.controller);
-        MakeDirs(subsystem);
-        WriteFile(subsystem + "/subsysnqn", nqn + "\n");
-        WriteFile(subsystem + "/model", model);
-        WriteFile(subsystem + "/serial", drive.IdentifyText(4, 20) + "\n");
-        WriteFile(subsystem + "/firmware_rev", drive.IdentifyText(64, 8) + "\n");
-        WriteFile(subsystem + "/subsystype", "nvm\n");
-        WriteFile(subsystem + "/iopolicy", "numa\n");
-        symlink(("../../nvme/" + name).c_str(), (subsystem + "/" + name).c_str());
         const std::string port = "devices/pci" + BusOf(drive.upstream.address) + "/" + drive.upstream.address;
         WritePciFiles(build + "/sys/" + port, drive.upstream, true);
         WritePciFiles(build + "/sys/" + port + "/" + drive.pci.address, drive.pci, false);
@@ -307,7 +394,7 @@ void BuildTree(Simulation& sim) {
         symlink(("../../../" + port).c_str(),
                 (build + "/sys/bus/pci/devices/" + drive.upstream.address).c_str());
     }
-    WriteHostUse(build, profile);
+    WriteNvmeTree(build, profile);
     if (rename(build.c_str(), sim.root.c_str()) != 0) {
         // Someone else finished first: drop this copy.
         const std::string command = "rm -rf '" + build + "'";
@@ -389,9 +476,10 @@ bool Below(const std::string& path, const std::string& prefix) {
 
 // What a path stands for under the simulation.
 struct Target {
-    enum { kThrough, kTree, kDevice } kind = kThrough;
+    enum { kThrough, kTree, kDevice, kBlock } kind = kThrough;
     std::string path;  // kTree: the path in the generated tree
     const Drive* drive = nullptr;
+    bool busy = false;  // kBlock: an exclusive open fails with EBUSY
 };
 
 Target Resolve(const char* path) {
@@ -409,6 +497,12 @@ Target Resolve(const char* path) {
     }
     const std::string tidy = Tidy(path);
     if (tidy.compare(0, 9, "/dev/nvme") == 0) {
+        const auto node = sim->block_nodes.find(tidy.substr(5));
+        if (node != sim->block_nodes.end()) {
+            target.kind = Target::kBlock;
+            target.busy = node->second;
+            return target;
+        }
         const std::string number = tidy.substr(9);
         if (!number.empty() && number.size() < 6 &&
             number.find_first_not_of("0123456789") == std::string::npos) {
@@ -449,6 +543,17 @@ int OpenDevice(const Target& target, int flags) {
     return fd;
 }
 
+// A namespace block device node: /dev/null underneath, busy to an exclusive open when in use.
+int OpenBlock(const Target& target, int flags) {
+    if (target.busy && (flags & O_EXCL) != 0) {
+        errno = EBUSY;
+        return -1;
+    }
+    Guard guard;
+    NEXT(open);
+    return next_open("/dev/null", flags & (O_ACCMODE | O_CLOEXEC | O_NONBLOCK));
+}
+
 const char* DevicePath() {
     return "/dev/null";
 }
@@ -460,6 +565,7 @@ auto WithPath(const char* path, Call call) {
         case Target::kTree:
             return call(target.path.c_str());
         case Target::kDevice:
+        case Target::kBlock:
             return call(DevicePath());
         default:
             return call(path);
@@ -605,6 +711,9 @@ using namespace brantix_sim;
     const Target target = Resolve(path);                                          \
     if (target.kind == Target::kDevice) {                                         \
         return OpenDevice(target, flags);                                         \
+    }                                                                             \
+    if (target.kind == Target::kBlock) {                                          \
+        return OpenBlock(target, flags);                                          \
     }                                                                             \
     NEXT(name);                                                                   \
     const char* real = target.kind == Target::kTree ? target.path.c_str() : path; \

@@ -557,10 +557,10 @@ PciFunction ParsePci(const Json::Value& source, const PciFunction& defaults) {
     return pci;
 }
 
-// True when `device` names a namespace of the drive, or a partition of one.
-bool IsDriveBlockDevice(const Drive& drive, const std::string& device) {
+// True when `device` names a namespace block device of the drive, or a partition of one.
+bool IsDriveBlockDevice(const Profile& profile, const Drive& drive, const std::string& device) {
     for (const auto& ns : drive.namespaces) {
-        const std::string name = "nvme" + std::to_string(drive.controller) + "n" + std::to_string(ns.nsid);
+        const std::string name = profile.NamespaceName(drive, ns);
         if (device == name) {
             return true;
         }
@@ -585,10 +585,8 @@ void ParseHostUse(const Json::Value& source, Drive& drive, const std::string& wh
     for (const auto& swap : source["swaps"]) {
         drive.host_use.push_back(HostUse{swap.asString(), "", "swap", ""});
     }
-    for (const auto& use : drive.host_use) {
-        if (!IsDriveBlockDevice(drive, use.device)) {
-            throw ProfileError(where + ": \"" + use.device + "\" is no namespace or partition of this drive");
-        }
+    for (const auto& name : source["held"]) {
+        drive.held.push_back(name.asString());
     }
 }
 
@@ -606,6 +604,9 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
     const std::string where = "drives[" + std::to_string(index) + "]";
     Drive drive;
     drive.controller = source.isMember("controller") ? source["controller"].asUInt() : index;
+    drive.subsystem = source.isMember("subsystem") ? source["subsystem"].asUInt() : drive.controller;
+    drive.transport = source.get("transport", "pcie").asString();
+    drive.state = source.get("state", "live").asString();
     char address[32];
     snprintf(address, sizeof address, "0000:%02x:00.0", drive.controller + 1);
     char root[32];
@@ -615,6 +616,9 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
     PciFunction upstream{root, "0x8086",        "0xa110", "8.0 GT/s PCIe",
                          "4",  "8.0 GT/s PCIe", "4",      std::to_string(drive.controller + 1)};
     drive.upstream = ParsePci(source["pci"]["upstream"], upstream);
+    const std::string fabrics =
+        drive.transport == "tcp" ? "traddr=127.0.0.1,trsvcid=4420,src_addr=127.0.0.1" : "";
+    drive.address = source.get("address", drive.Pcie() ? drive.pci.address : fabrics).asString();
 
     drive.identify_controller.assign(4096, 0);
     const Json::Value& controller = source["identify controller"];
@@ -712,6 +716,16 @@ std::string Fault::Key() const {
     return std::to_string(opcode) + "/" + std::to_string(log) + "/" + std::to_string(feature) + "/" +
            std::to_string(after) + "/" + std::to_string(error) + "/" + std::to_string(status) +
            (cns >= 0 ? "/cns" + std::to_string(cns) : "");
+}
+
+std::string Profile::NamespaceName(const Drive& drive, const Namespace& ns) const {
+    return "nvme" + std::to_string(multipath ? drive.subsystem : drive.controller) + "n" +
+           std::to_string(ns.nsid);
+}
+
+std::string Profile::PathName(const Drive& drive, const Namespace& ns) const {
+    return "nvme" + std::to_string(drive.subsystem) + "c" + std::to_string(drive.controller) + "n" +
+           std::to_string(ns.nsid);
 }
 
 uint16_t Drive::Sanicap() const {
@@ -866,31 +880,9 @@ Profile ParseProfile(const std::string& text, const std::string& path, const std
     }
     Json::Value patch;
     std::istringstream patch_in(drive_patch);
-    if (!drive_patch.empty() &&
-        (!Json::parseFromStream(builder, patch_in, &patch, &errors) || !patch.isObject())) {
-        throw ProfileError("drive patch: not a JSON object: " + drive_patch);
-    }
-    // A drive may be described as an earlier drive of the same file with changes: {"like": 0, ...}.
-    Json::Value& listed = root["drives"];
-    for (Json::ArrayIndex i = 0; listed.isArray() && i < listed.size(); ++i) {
-        if (!listed[i].isObject() || !listed[i].isMember("like")) {
-            continue;
-        }
-        const Json::Value& like = listed[i]["like"];
-        if (!like.isUInt() || like.asUInt() >= i) {
-            throw ProfileError(path + ": drives[" + std::to_string(i) +
-                               "].like: not the index of an earlier drive");
-        }
-        Json::Value drive = listed[like.asUInt()];
-        Json::Value changes = listed[i];
-        changes.removeMember("like");
-        Merge(drive, changes);
-        listed[i] = drive;
-    }
-    if (!drive_patch.empty()) {
-        for (auto& drive : root["drives"]) {
-            Merge(drive, patch);
-        }
+    if (!drive_patch.empty() && (!Json::parseFromStream(builder, patch_in, &patch, &errors) ||
+                                 (!patch.isObject() && !patch.isArray()))) {
+        throw ProfileError("drive patch: not a JSON object or array: " + drive_patch);
     }
     Profile profile;
     profile.path = path;
@@ -899,12 +891,41 @@ Profile ParseProfile(const std::string& text, const std::string& path, const std
     profile.host.bios_version = Text(host, "bios_version", profile.host.bios_version);
     profile.host.board_vendor = Text(host, "board_vendor", profile.host.board_vendor);
     profile.host.product_name = Text(host, "product_name", profile.host.product_name);
-    const Json::Value& drives = root["drives"];
+    profile.multipath = root.get("multipath", true).asBool();
+    // A drive may start from an earlier one of the file: {"like": 0, ...} takes
+    // drive 0 and sets its own members over it.
+    Json::Value& drives = root["drives"];
+    for (Json::ArrayIndex i = 0; i < drives.size(); ++i) {
+        if (!drives[i].isMember("like")) {
+            continue;
+        }
+        const Json::ArrayIndex like = drives[i]["like"].asUInt();
+        if (like >= i) {
+            throw ProfileError(path + ": drives[" + std::to_string(i) + "].like: not an earlier drive");
+        }
+        Json::Value drive = drives[like];
+        drives[i].removeMember("like");
+        Merge(drive, drives[i]);
+        drives[i] = drive;
+    }
+    // An object patch goes into every drive, an array's elements into the drives in turn.
+    for (Json::ArrayIndex i = 0; !drive_patch.empty() && i < drives.size(); ++i) {
+        if (patch.isObject() || (i < patch.size() && patch[i].isObject())) {
+            Merge(drives[i], patch.isObject() ? patch : patch[i]);
+        }
+    }
     for (Json::ArrayIndex i = 0; i < drives.size(); ++i) {
         try {
             profile.drives.push_back(ParseDrive(drives[i], i));
         } catch (const ProfileError& error) {
             throw ProfileError(path + ": " + error.what());
+        }
+        const Drive& drive = profile.drives.back();
+        for (const auto& use : drive.host_use) {
+            if (!IsDriveBlockDevice(profile, drive, use.device)) {
+                throw ProfileError(path + ": drives[" + std::to_string(i) + "]: \"" + use.device +
+                                   "\" is no namespace or partition of this drive");
+            }
         }
     }
     return profile;

@@ -64,6 +64,12 @@ struct FeatureValue {
 
 struct Drive {
     unsigned controller = 0;
+    unsigned subsystem = 0;  // N of nvme-subsys<N>: the controller's own number unless the profile says
+    std::string transport = "pcie";  // sysfs "transport": pcie, tcp, rdma, fc, loop
+    std::string address;             // sysfs "address": the PCI address, or "traddr=...,trsvcid=..."
+    std::string state = "live";      // sysfs "state"; any other state makes opening fail with EAGAIN
+    // Block devices another program holds open exclusively ("nvme0n1").
+    std::vector<std::string> held;
     PciFunction pci;
     PciFunction upstream;
     Bytes identify_controller;  // 4096 bytes
@@ -97,6 +103,11 @@ struct Drive {
     int vanish_after = -1;         // the device disappears after this many commands
     std::vector<Fault> faults;
 
+    bool Pcie() const { return transport == "pcie"; }
+    // CMIC bit 1: the subsystem may hold more than one controller.
+    bool MultiController() const {
+        return identify_controller.size() > 76 && (identify_controller[76] & 2) != 0;
+    }
     uint16_t Sanicap() const;
     uint16_t Oacs() const;
     std::string IdentifyText(size_t offset, size_t length) const;
@@ -112,7 +123,18 @@ struct Profile {
     std::string path;
     std::string text;  // the file's content
     Host host;
+    // The kernel's native multipath (nvme_core.multipath): on, a namespace of
+    // a multi-controller subsystem is a head over one hidden path per controller.
+    bool multipath = true;
     std::vector<Drive> drives;
+
+    // Whether `drive`'s namespaces are heads in the subsystem's folder.
+    bool Heads(const Drive& drive) const { return multipath && drive.MultiController(); }
+    // The block device of a namespace as the kernel names it: nvme<S>n<M> after
+    // the subsystem with multipath on, nvme<C>n<M> after the controller without.
+    std::string NamespaceName(const Drive& drive, const Namespace& ns) const;
+    // The hidden path node of a head through `drive`: nvme<S>c<C>n<M>.
+    std::string PathName(const Drive& drive, const Namespace& ns) const;
 
     const Drive* FindDrive(unsigned controller) const;
 };

@@ -752,6 +752,8 @@ inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
     {"Controller Vendor", "Calculated", "Controller vendor from PCI lookup: https://pcisig.com/membership/member-companies"},
     {"Subsystem Vendor", "Calculated", "Subsystem vendor from PCI lookup: https://pcisig.com/membership/member-companies"},
     {"OS Location", "Calculated", "Drive location reported by the Operating System"},
+    {"Transport", "Calculated", "How the host reaches the controller: pcie, tcp, rdma, fc or loop"},
+    {"Transport Address", "Calculated", "Address of the controller on its transport: PCI address, or target address and service of a fabrics controller"},
     {"Size", "Calculated", "Total calculated size in bytes"},
     {"Size in GiB", "Calculated", "Total calculated size in GiB (1024*1024*1024)"},
     {"Size in GB", "Calculated", "Total calculated size in GB (1000*1000*1000)"},

@@ -11,6 +11,7 @@
 #include "decode_table.h"
 #include "nvme_admin_command.h"
 #include "orka.h"
+#include "orka_linux.h"
 #include "orka_nvme.h"
 
 namespace orka {
@@ -456,26 +457,25 @@ std::string HardwareErrorDetails(const EventData& d, bool& critical, bool& suspe
 // Reading
 // ---------------------------------------------------------------------------
 
-// The kernel's transfer limit of the drive's queue in KiB, 0 when sysfs does not show it.
+// The kernel's transfer limit of the drive's queues in KiB, the lowest its
+// namespace block devices and paths show; 0 when sysfs shows none.
 unsigned long long KernelTransferKib(const Json::Value& settings) {
-    const std::string path = settings["common"]["nvme path"].asString();
-    const std::string controller = path.substr(path.rfind('/') + 1);
-    if (controller.empty()) {
+    const std::string drive = settings["common"]["drive"].asString();
+    if (drive.empty()) {
         return 0;
     }
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/block", error)) {
-        const std::string name = entry.path().filename().string();
-        if (name.rfind(controller + "n", 0) != 0) {
-            continue;
-        }
-        std::ifstream file(entry.path() / "queue" / "max_hw_sectors_kb");
-        unsigned long long kib = 0;
-        if (file >> kib) {
-            return kib;
+    const NvmeBlockDevices devices = GetNvmeBlockDevices(drive, false);
+    unsigned long long lowest = 0;
+    for (const auto* names : {&devices.paths, &devices.namespaces}) {
+        for (const auto& name : *names) {
+            std::ifstream file("/sys/class/block/" + name + "/queue/max_hw_sectors_kb");
+            unsigned long long kib = 0;
+            if (file >> kib && kib != 0 && (lowest == 0 || kib < lowest)) {
+                lowest = kib;
+            }
         }
     }
-    return 0;
+    return lowest;
 }
 
 // Reads `length` bytes of the log, in pieces of at most `max_transfer` bytes when the drive

@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -24,28 +25,238 @@
 namespace orka {
 
 namespace {
-const std::string BLOCK_PREFIX = "/sys/block/nvme";
-}
 
-bool DriveNumberFromBlockPath(const std::string& path, std::string& drive) {
-    if (path.compare(0, BLOCK_PREFIX.size(), BLOCK_PREFIX) != 0) {
+const std::string CLASS_NVME = "/sys/class/nvme/";
+const std::string CLASS_BLOCK = "/sys/class/block/";
+const std::string CLASS_SUBSYSTEM = "/sys/class/nvme-subsystem/";
+
+bool AllDigits(const std::string& text) {
+    if (text.empty()) {
         return false;
     }
-    drive = path.substr(BLOCK_PREFIX.size());
-    const auto cut = drive.find('n');
-    if (cut != std::string::npos) {
-        drive.erase(cut);
+    for (const char c : text) {
+        if (!std::isdigit(static_cast<unsigned char>(c))) {
+            return false;
+        }
     }
     return true;
 }
 
-std::vector<std::string> GetNvmeDriveList() {
-    std::vector<std::string> drives;
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/block/")) {
-        std::string drive;
-        if (DriveNumberFromBlockPath(entry.path().string(), drive)) {
-            drives.push_back(drive);
+// The first line of a sysfs file with surrounding blanks removed; "N/A" stays "N/A".
+std::string ReadTrimmed(const std::string& path) {
+    std::string text = GetLinuxInfo(path);
+    Trim(text);
+    return text;
+}
+
+std::vector<std::string> FolderEntries(const std::string& folder) {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        names.push_back(entry->path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The path with every symbolic link along it followed. Folders on the way
+// need not exist, so that two paths of sysfs compare by the object they name.
+std::string FollowLinks(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> rest;  // components still to walk, the next one last
+    const auto push = [&rest](const fs::path& more) {
+        std::vector<std::string> parts;
+        for (const auto& part : more) {
+            if (!part.empty() && part != "/") {
+                parts.push_back(part.string());
+            }
         }
+        rest.insert(rest.end(), parts.rbegin(), parts.rend());
+    };
+    push(path);
+    fs::path done = "/";
+    for (int links = 0; !rest.empty();) {
+        const std::string part = rest.back();
+        rest.pop_back();
+        if (part == ".") {
+            continue;
+        }
+        if (part == "..") {
+            done = done.parent_path();
+            continue;
+        }
+        const fs::path next = done / part;
+        std::error_code error;
+        if (!fs::is_symlink(fs::symlink_status(next, error))) {
+            done = next;
+            continue;
+        }
+        const fs::path target = fs::read_symlink(next, error);
+        if (error || ++links > 40) {
+            return "";
+        }
+        if (target.is_absolute()) {
+            done = "/";
+        }
+        push(target);
+    }
+    return done.string();
+}
+
+// A block device as sysfs shows it: its folder and the object its "device"
+// link names (a controller, a subsystem; nothing for partitions).
+struct SysfsBlock {
+    std::string name;
+    std::string folder;
+    std::string device;
+};
+
+std::vector<SysfsBlock> ListBlockDevices() {
+    std::vector<SysfsBlock> blocks;
+    for (const auto& name : FolderEntries(CLASS_BLOCK)) {
+        const std::string folder = FollowLinks(CLASS_BLOCK + name);
+        blocks.push_back({name, folder, FollowLinks(folder + "/device")});
+    }
+    return blocks;
+}
+
+// The folder of the subsystem that links to the controller folder `controller`.
+std::string SubsystemFolder(const std::string& controller) {
+    for (const auto& subsystem : FolderEntries(CLASS_SUBSYSTEM)) {
+        const std::string folder = FollowLinks(CLASS_SUBSYSTEM + subsystem);
+        for (const auto& entry : FolderEntries(folder)) {
+            std::error_code error;
+            if (std::filesystem::is_symlink(std::filesystem::symlink_status(folder + "/" + entry, error)) &&
+                FollowLinks(folder + "/" + entry) == controller) {
+                return folder;
+            }
+        }
+    }
+    return "";
+}
+
+void AddOnce(std::vector<std::string>& names, const std::string& name) {
+    if (std::find(names.begin(), names.end(), name) == names.end()) {
+        names.push_back(name);
+    }
+}
+
+// The namespace block devices and path nodes of one controller: the block
+// devices whose "device" is the controller, and the subsystem's heads with
+// the namespace identifier of one of its hidden paths.
+void AddControllerNamespaces(const std::string& drive, const std::vector<SysfsBlock>& blocks,
+                             NvmeBlockDevices& devices) {
+    const std::string controller = FollowLinks(CLASS_NVME + "nvme" + drive);
+    std::error_code error;
+    if (controller.empty() || !std::filesystem::is_directory(controller, error)) {
+        return;
+    }
+    std::vector<std::string> path_nsids;
+    for (const auto& block : blocks) {
+        if (block.device != controller) {
+            continue;
+        }
+        if (ReadTrimmed(block.folder + "/hidden") == "1" || ReadTrimmed(block.folder + "/dev") == "N/A") {
+            AddOnce(devices.paths, block.name);
+            path_nsids.push_back(ReadTrimmed(block.folder + "/nsid"));
+        } else {
+            AddOnce(devices.namespaces, block.name);
+        }
+    }
+    const std::string subsystem = path_nsids.empty() ? "" : SubsystemFolder(controller);
+    for (const auto& block : blocks) {
+        if (!subsystem.empty() && block.device == subsystem &&
+            std::find(path_nsids.begin(), path_nsids.end(), ReadTrimmed(block.folder + "/nsid")) !=
+                path_nsids.end()) {
+            AddOnce(devices.namespaces, block.name);
+        }
+    }
+}
+
+// Major:minor of a file's device or, for a block device node, of the node.
+std::string FileDeviceNumber(const std::string& path) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) != 0) {
+        return "";
+    }
+    const dev_t device = S_ISBLK(info.st_mode) ? info.st_rdev : info.st_dev;
+    return std::to_string(major(device)) + ":" + std::to_string(minor(device));
+}
+
+// Adds what is stacked on the devices found so far: holders (device mapper,
+// md), loop devices whose backing file lies on one of them or is one of them,
+// and the partitions of these, until nothing new turns up.
+void AddStackedDevices(const std::vector<SysfsBlock>& blocks, NvmeBlockDevices& devices) {
+    std::map<std::string, std::string> folders;  // name -> sysfs folder
+    for (const auto& block : blocks) {
+        folders[block.name] = block.folder;
+    }
+    std::vector<std::string> queue = devices.namespaces;
+    queue.insert(queue.end(), devices.partitions.begin(), devices.partitions.end());
+    std::map<std::string, std::string> numbers;  // major:minor -> name
+    std::vector<std::string> seen = queue;
+    const auto add = [&](const std::string& name, const std::string& on) {
+        if (std::find(seen.begin(), seen.end(), name) == seen.end()) {
+            seen.push_back(name);
+            queue.push_back(name);
+            devices.stacked.emplace_back(name, on);
+        }
+    };
+    for (bool grown = true; grown;) {
+        grown = false;
+        while (!queue.empty()) {
+            const std::string name = queue.front();
+            queue.erase(queue.begin());
+            const std::string folder =
+                folders.count(name) != 0 ? folders[name] : FollowLinks(CLASS_BLOCK + name);
+            const std::string number = ReadTrimmed(folder + "/dev");
+            if (number != "N/A") {
+                numbers[number] = name;
+            }
+            for (const auto& holder : FolderEntries(folder + "/holders")) {
+                add(holder, name);
+            }
+            // Partitions of a stacked device (md0p1, loop0p1).
+            for (const auto& entry : FolderEntries(folder)) {
+                if (ReadTrimmed(folder + "/" + entry + "/partition") != "N/A") {
+                    add(entry, name);
+                }
+            }
+        }
+        for (const auto& block : blocks) {
+            std::string backing = ReadTrimmed(block.folder + "/loop/backing_file");
+            if (backing == "N/A" || std::find(seen.begin(), seen.end(), block.name) != seen.end()) {
+                continue;
+            }
+            const std::string deleted = " (deleted)";
+            if (backing.size() > deleted.size() &&
+                backing.compare(backing.size() - deleted.size(), deleted.size(), deleted) == 0) {
+                backing.erase(backing.size() - deleted.size());
+            }
+            const auto on = numbers.find(FileDeviceNumber(backing));
+            if (on != numbers.end()) {
+                add(block.name, on->second);
+                grown = true;
+            }
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> GetNvmeDriveList() {
+    std::vector<unsigned long> numbers;
+    for (const auto& name : FolderEntries(CLASS_NVME)) {
+        if (name.compare(0, 4, "nvme") == 0 && AllDigits(name.substr(4)) && name.size() < 14) {
+            numbers.push_back(std::stoul(name.substr(4)));
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    std::vector<std::string> drives;
+    for (const unsigned long number : numbers) {
+        drives.push_back(std::to_string(number));
     }
     return drives;
 }
@@ -73,6 +284,34 @@ std::string OpenHint(int error, const std::string& path) {
 
 }  // namespace
 
+std::string GetControllerAttribute(const std::string& drive, const std::string& name) {
+    return ReadTrimmed(CLASS_NVME + "nvme" + drive + "/" + name);
+}
+
+NvmeBlockDevices GetNvmeBlockDevices(const std::string& drive, bool whole_subsystem) {
+    NvmeBlockDevices devices;
+    const std::vector<SysfsBlock> blocks = ListBlockDevices();
+    AddControllerNamespaces(drive, blocks, devices);
+    const std::string nqn = GetControllerAttribute(drive, "subsysnqn");
+    if (whole_subsystem && nqn != "N/A" && !nqn.empty()) {
+        for (const auto& other : GetNvmeDriveList()) {
+            if (other != drive && GetControllerAttribute(other, "subsysnqn") == nqn) {
+                AddControllerNamespaces(other, blocks, devices);
+            }
+        }
+    }
+    for (const auto& name : devices.namespaces) {
+        const std::string folder = FollowLinks(CLASS_BLOCK + name);
+        for (const auto& entry : FolderEntries(folder)) {
+            if (ReadTrimmed(folder + "/" + entry + "/partition") != "N/A") {
+                AddOnce(devices.partitions, entry);
+            }
+        }
+    }
+    AddStackedDevices(blocks, devices);
+    return devices;
+}
+
 NVME_ID GetNvmeId(std::string path, bool /*flag*/) {
     const int fd = open(path.c_str(), O_RDWR);
     const int error = errno;
@@ -98,52 +337,13 @@ void CloseNvmeId(NVME_ID id) {
 namespace {
 
 // Block devices by "major:minor": "/dev/<name>", with the device it is
-// stacked on for holders ("/dev/dm-0 on /dev/nvme0n1p3").
+// stacked on for stacked devices ("/dev/dm-0 on /dev/nvme0n1p3").
 using BlockDevices = std::map<std::string, std::string>;
 
 std::string DeviceNumberFile(const std::string& folder) {
     std::string number = GetLinuxInfo(folder + "/dev");
     Trim(number);
     return number == "N/A" ? "" : number;
-}
-
-// Adds a device and, a few levels deep, whatever is stacked on it.
-void AddBlockDevice(const std::string& folder, const std::string& label, BlockDevices& devices, int depth) {
-    const std::string number = DeviceNumberFile(folder);
-    if (number.empty() || devices.count(number) != 0) {
-        return;
-    }
-    devices[number] = label;
-    std::error_code error;
-    std::filesystem::directory_iterator holders(folder + "/holders", error);
-    if (error || depth > 3) {
-        return;
-    }
-    for (const auto& holder : holders) {
-        const std::string name = holder.path().filename().string();
-        AddBlockDevice("/sys/class/block/" + name, "/dev/" + name + " on " + label, devices, depth + 1);
-    }
-}
-
-BlockDevices DriveBlockDevices(const std::string& drive) {
-    BlockDevices devices;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator("/sys/block/", error)) {
-        const std::string name = entry.path().filename().string();
-        std::string number;
-        if (!IsNvmeNamespaceDevice(name, number) || number != drive) {
-            continue;
-        }
-        AddBlockDevice(entry.path().string(), "/dev/" + name, devices, 0);
-        std::error_code inner;
-        for (const auto& part : std::filesystem::directory_iterator(entry.path(), inner)) {
-            const std::string part_name = part.path().filename().string();
-            if (part_name.compare(0, name.size() + 1, name + "p") == 0) {
-                AddBlockDevice(part.path().string(), "/dev/" + part_name, devices, 0);
-            }
-        }
-    }
-    return devices;
 }
 
 // "major:minor" of a device path: the node itself when it is a block device,
@@ -173,10 +373,62 @@ std::string Unescape(const std::string& text) {
     return plain;
 }
 
+// The subsystem's block devices by number, each with its label.
+BlockDevices SubsystemBlockDevices(const NvmeBlockDevices& found) {
+    BlockDevices devices;
+    std::map<std::string, std::string> labels;
+    for (const auto* names : {&found.namespaces, &found.partitions}) {
+        for (const auto& name : *names) {
+            labels[name] = "/dev/" + name;
+        }
+    }
+    for (const auto& [name, on] : found.stacked) {
+        labels[name] = "/dev/" + name + " on " + labels[on];
+    }
+    for (const auto& [name, label] : labels) {
+        const std::string number = DeviceNumberFile(CLASS_BLOCK + name);
+        if (!number.empty()) {
+            devices[number] = label;
+        }
+    }
+    return devices;
+}
+
+// The first device that another program or the kernel holds: opening it with
+// O_EXCL fails with EBUSY. A device without a node is skipped; one that cannot
+// be opened for any other reason counts as in use, since it cannot be checked.
+std::string FindHeldDevice(const NvmeBlockDevices& found) {
+    std::vector<std::pair<std::string, std::string>> devices;
+    for (const auto* names : {&found.namespaces, &found.partitions}) {
+        for (const auto& name : *names) {
+            devices.emplace_back(name, "/dev/" + name);
+        }
+    }
+    for (const auto& [name, on] : found.stacked) {
+        devices.emplace_back(name, "/dev/" + name + " on /dev/" + on);
+    }
+    for (const auto& [name, label] : devices) {
+        const int fd = open(("/dev/" + name).c_str(), O_RDONLY | O_EXCL | O_CLOEXEC | O_NONBLOCK);
+        if (fd >= 0) {
+            close(fd);
+            continue;
+        }
+        const int error = errno;
+        if (error == EBUSY) {
+            return label + " is in use: it cannot be opened exclusively";
+        }
+        if (error != ENOENT && error != ENXIO && error != ENODEV) {
+            return label + " cannot be checked for use: " + std::strerror(error);
+        }
+    }
+    return "";
+}
+
 }  // namespace
 
 std::string FindDriveInUse(const std::string& drive) {
-    const BlockDevices devices = DriveBlockDevices(drive);
+    const NvmeBlockDevices found = GetNvmeBlockDevices(drive, true);
+    const BlockDevices devices = SubsystemBlockDevices(found);
     std::ifstream mounts("/proc/self/mountinfo");
     if (!mounts) {
         return "the mount table /proc/self/mountinfo cannot be read";
@@ -209,7 +461,7 @@ std::string FindDriveInUse(const std::string& drive) {
             return found->second + " is an active swap area";
         }
     }
-    return "";
+    return FindHeldDevice(found);
 }
 
 int SetHighPriority() {
@@ -247,27 +499,8 @@ namespace {
 
 const std::string PCI_DEVICES = "/sys/bus/pci/devices/";
 
-bool AllDigits(const std::string& text) {
-    if (text.empty()) {
-        return false;
-    }
-    for (const char c : text) {
-        if (!std::isdigit(static_cast<unsigned char>(c))) {
-            return false;
-        }
-    }
-    return true;
-}
-
 bool StartsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-// The first line of a sysfs file with surrounding blanks removed; "N/A" stays "N/A".
-std::string ReadTrimmed(const std::string& path) {
-    std::string text = GetLinuxInfo(path);
-    Trim(text);
-    return text;
 }
 
 // A hexadecimal identifier from sysfs ("0x8086") with upper-case digits and the
@@ -326,25 +559,36 @@ std::string UpstreamPortAddress(const std::string& address) {
     return parent.empty() || parent == ".." || parent == "." || parent == "/" ? "N/A" : parent;
 }
 
-// One line of the drive overview per whole namespace device in /sys/block/.
+// A controller on PCI Express; a controller that does not say counts as one.
+bool IsPcie(const std::string& transport) {
+    return transport == "pcie" || transport == "N/A";
+}
+
+// One line of the drive overview per controller: its model, the total size of
+// the namespaces reached through it, and their block devices. A PCI Express
+// controller shows its vendor, any other its transport.
 void AddDriveOverview(Json::Value& list) {
-    std::error_code error;
-    std::filesystem::directory_iterator entries("/sys/block/", error);
-    if (error) {
-        return;
-    }
-    for (const auto& entry : entries) {
-        const std::string name = entry.path().filename().string();
-        std::string drive;
-        if (!IsNvmeNamespaceDevice(name, drive)) {
-            continue;
+    for (const auto& drive : GetNvmeDriveList()) {
+        const NvmeBlockDevices devices = GetNvmeBlockDevices(drive, false);
+        unsigned long long sectors = 0;
+        std::string names;
+        for (const auto& name : devices.namespaces) {
+            const std::string size = ReadTrimmed(CLASS_BLOCK + name + "/size");
+            if (AllDigits(size) && size.size() < 19) {
+                sectors += std::stoull(size);
+            }
+            names += (names.empty() ? "" : ", ") + name;
         }
-        const std::string block = "/sys/block/" + name;
-        const std::string model = ReadTrimmed(block + "/device/model");
-        const std::string size = SectorsToGigabytes(ReadTrimmed(block + "/size"));
-        const std::string address = ReadTrimmed(block + "/device/address");
-        const std::string vendor = LookupPciVendor(ReadTrimmed(PCI_DEVICES + address + "/vendor"));
-        const std::string line = "DRIVE " + drive + " : " + vendor + " " + model + " " + size + "GB";
+        const std::string transport = GetControllerAttribute(drive, "transport");
+        std::string line = "DRIVE " + drive;
+        if (IsPcie(transport)) {
+            const std::string address = GetControllerAttribute(drive, "address");
+            line += " : " + LookupPciVendor(ReadTrimmed(PCI_DEVICES + address + "/vendor")) + " ";
+        } else {
+            line += " [" + transport + "] : ";
+        }
+        line += GetControllerAttribute(drive, "model") + " " + SectorsToGigabytes(std::to_string(sectors)) +
+                "GB : " + (names.empty() ? "no block devices" : names);
         LOG_INFO << line;
         list.append(line);
     }
@@ -353,7 +597,7 @@ void AddDriveOverview(Json::Value& list) {
 // The PCI link of the drive under test, from the sysfs files of its function
 // and of the port above it.
 void AddPciParameters(Json::Value& parameters, const std::string& device) {
-    const std::string address = ReadTrimmed("/sys/class/nvme/nvme" + device + "/address");
+    const std::string address = GetControllerAttribute(device, "address");
     const std::string function = PCI_DEVICES + address + "/";
 
     const std::string max_width = ReadTrimmed(function + "max_link_width");
@@ -447,22 +691,6 @@ std::string GetLinuxInfoField(const std::string& path, const std::string& key) {
     return "N/A";
 }
 
-bool IsNvmeNamespaceDevice(const std::string& name, std::string& drive) {
-    if (!StartsWith(name, "nvme")) {
-        return false;
-    }
-    const auto n = name.find('n', 4);
-    if (n == std::string::npos) {
-        return false;
-    }
-    const std::string controller = name.substr(4, n - 4);
-    if (!AllDigits(controller) || !AllDigits(name.substr(n + 1))) {
-        return false;
-    }
-    drive = controller;
-    return true;
-}
-
 std::string PciLocationText(const std::string& address) {
     const auto last_colon = address.rfind(':');
     const auto dot = address.rfind('.');
@@ -543,7 +771,10 @@ void GetSystemInfo(Json::Value& info, std::string device, bool extended) {
     LOG_INFO << "Working Directory: " << system["working directory"].asString();
 
     AddDriveOverview(system["nvme list"]);
-    AddPciParameters(info["nvme"]["parameters"], device);
+    // Fabrics controllers have no PCI link.
+    if (IsPcie(GetControllerAttribute(device, "transport"))) {
+        AddPciParameters(info["nvme"]["parameters"], device);
+    }
 
     LOG_INFO << "System info read in " << GetHiResDiffTimeString(start, 3);
 }

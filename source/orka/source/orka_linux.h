@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace orka {
@@ -11,22 +12,46 @@ namespace orka {
 // The drive handle: a file descriptor of /dev/nvme<N> opened read-write.
 using NVME_ID = int;
 
-// Drive numbers from the entries of /sys/block/, in listing order, one per
-// namespace block device (not sorted, not de-duplicated).
+// The controllers the kernel lists in /sys/class/nvme/ (nvme<N>, character
+// device /dev/nvme<N>) as drive numbers, each once, in numeric order.
 std::vector<std::string> GetNvmeDriveList();
-// The drive number of one /sys/block/ entry path ("/sys/block/nvme1n2" gives
-// "1"); false for entries that are not NVMe block devices.
-bool DriveNumberFromBlockPath(const std::string& path, std::string& drive);
+// A sysfs attribute of controller `drive` (/sys/class/nvme/nvme<N>/<name>)
+// with its blanks trimmed: "state", "transport", "address", "subsysnqn",
+// "model". "N/A" when the file cannot be read.
+std::string GetControllerAttribute(const std::string& drive, const std::string& name);
+
+// The block devices that belong to a controller, found through sysfs links
+// (each block device's "device" link, the subsystem's links to its
+// controllers, "holders" and loop devices' backing files), never through the
+// numbers in their names. Names as in /sys/class/block ("nvme1n1").
+struct NvmeBlockDevices {
+    // Namespace block devices reached through the controller: its own disks,
+    // or with native multipath the subsystem's heads over its paths.
+    std::vector<std::string> namespaces;
+    // Hidden multipath path nodes of the controller (nvme<S>c<C>n<M>), no /dev node.
+    std::vector<std::string> paths;
+    // Partitions of the namespace block devices.
+    std::vector<std::string> partitions;
+    // Devices stacked on any of the above, with the device each is stacked on:
+    // holders (device mapper, md) and loop devices backed by a file on them.
+    std::vector<std::pair<std::string, std::string>> stacked;
+};
+// The block devices of controller `drive`; with `whole_subsystem` those of
+// every controller of its subsystem (the same subsysnqn) as well, so that a
+// namespace is found whichever controller or path it is reached through.
+NvmeBlockDevices GetNvmeBlockDevices(const std::string& drive, bool whole_subsystem);
 
 NVME_ID GetNvmeId(std::string path, bool flag);
 void CloseNvmeId(NVME_ID id);
 
 // What stops drive `drive` (N of /dev/nvme<N>) from being erased: the first
-// of its namespaces, their partitions or the devices stacked on them that
-// holds a mounted file system or an active swap area, as a text such as
+// block device of its subsystem (GetNvmeBlockDevices with the whole
+// subsystem) that holds a mounted file system or an active swap area, or that
+// cannot be opened exclusively (O_EXCL fails with EBUSY), as a text such as
 // "/dev/nvme0n1p2 is mounted on /boot". Devices are matched by their
 // major:minor numbers from sysfs. Empty when the drive is not in use; a mount
-// table that cannot be read counts as in use.
+// table that cannot be read, or a device that cannot be opened for another
+// reason than its absence, counts as in use.
 std::string FindDriveInUse(const std::string& drive);
 
 int SetHighPriority();
@@ -47,10 +72,6 @@ void GetSystemInfo(Json::Value& info, std::string device, bool extended);
 
 // Helpers of GetSystemInfo, open for testing.
 
-// True for a /sys/block/ name of a whole namespace device, nvme<N>n<M> (not a
-// partition nvme<N>n<M>p<P>, not a multipath path nvme<N>c<X>n<M>); `drive`
-// receives N.
-bool IsNvmeNamespaceDevice(const std::string& name, std::string& drive);
 // A PCI address domain:bus:device.function as "Bus <bus>, device <device>,
 // function <function>"; "N/A" for any other text.
 std::string PciLocationText(const std::string& address);

@@ -18,6 +18,7 @@
 #include "identify_namespace.h"
 #include "logpage.h"
 #include "nvme_admin_command.h"
+#include "orka_linux.h"
 
 namespace orka {
 
@@ -252,9 +253,10 @@ void AddModelParameters(Json::Value& parameters) {
 }
 
 // "NVMe <drive> : <vendor> <model> [<size>]": the vendor's name is taken out of the model and the
-// size label is left off when the model already holds it.
+// size label is left off when the model already holds it. A controller on another transport than PCI
+// Express names it: "NVMe <drive> [tcp] - <vendor> <model> [<size>]".
 std::string UniqueDescription(const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, const std::string& drive,
-                              const std::string& size_label) {
+                              const std::string& size_label, const std::string& transport) {
     const std::string vendor = LookupPciVendor(ToHexString(controller.VID.get(), 4));
     std::string model(controller.MN, sizeof controller.MN);
     model.resize(std::min(model.find('\0'), model.size()));
@@ -268,7 +270,9 @@ std::string UniqueDescription(const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controll
         model.erase(at, vendor.size());
         Trim(model);
     }
-    std::string description = "NVMe " + drive + " : " + vendor + " " + model;
+    const bool pcie = transport == "pcie" || transport == "N/A";
+    std::string description =
+        "NVMe " + drive + (pcie ? " : " : " [" + transport + "] - ") + vendor + " " + model;
     if (model.find(size_label) == std::string::npos) {
         description += " " + size_label;
     }
@@ -332,10 +336,13 @@ bool GetNvmeInfo(int fd, ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, const J
             std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
         AddParameter(parameters, "Host Timestamp", ToNumberString(milliseconds) + " mS");
         AddParameter(parameters, "Host Timestamp Decoded", MillisecondsToDate(milliseconds));
+        const std::string drive = settings["common"]["drive"].asString();
+        const std::string transport = GetControllerAttribute(drive, "transport");
+        AddParameter(parameters, "Transport", transport);
+        AddParameter(parameters, "Transport Address", GetControllerAttribute(drive, "address"));
         if (identified) {
-            AddParameter(
-                parameters, "Unique Description",
-                UniqueDescription(controller, settings["common"]["drive"].asString(), namespaces.size_label));
+            AddParameter(parameters, "Unique Description",
+                         UniqueDescription(controller, drive, namespaces.size_label, transport));
         }
 
         const bool passed = CommandVerdict(info["_metadata"]);
