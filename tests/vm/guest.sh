@@ -187,7 +187,10 @@ for module in $(cat /vm/modules/order); do
     case $module in
         null_blk.ko) insmod "/vm/modules/$module" gb=1 ;;
         *) insmod "/vm/modules/$module" ;;
-    esac || echo "FAIL insmod $module"
+    esac || {
+        echo "FAIL insmod $module"
+        failures=$((failures + 1))
+    }
 done
 mount -t tracefs tracefs /sys/kernel/tracing
 
