@@ -391,14 +391,20 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
             const unsigned int select = sensor << THRESHOLD_SENSOR_SHIFT;
             unsigned int over = 0;
             unsigned int under = 0;
-            if (CollectFeature(fd, 0x04, select, &over, nullptr, 0, info, record, 0, offered) != 0 ||
-                CollectFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, info, record, 0,
+            // Each threshold is dumped as soon as it is read, so that a capture holds it even when its
+            // twin fails.
+            if (CollectFeature(fd, 0x04, select, &over, nullptr, 0, info, record, 0, offered) != 0) {
+                return false;
+            }
+            if (hex) {
+                DumpDword(over, info["raw hex data"]["Feature 04h: " + dump + " Over Threshold"]);
+            }
+            if (CollectFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, info, record, 0,
                                offered) != 0) {
                 return false;
             }
             if (hex) {
                 DumpDword(under, info["raw hex data"]["Feature 04h: " + dump + " Under Threshold"]);
-                DumpDword(over, info["raw hex data"]["Feature 04h: " + dump + " Over Threshold"]);
             }
             DecodeTemperatureThresholds(label, over, under, info["nvme"]["parameters"]);
             return true;
