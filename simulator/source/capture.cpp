@@ -81,13 +81,33 @@ std::string AddressOf(const std::string& location, const std::string& domain) {
     return domain + ":" + bus + ":" + device + "." + function;
 }
 
+// The subsystem that names the controller's block devices, from its line of the host's drive overview
+// ("DRIVE 3 : ... : nvme2n1, nvme2n2"); -1 when the line does not show it.
+int SubsystemOf(const Json::Value& overview, unsigned controller) {
+    const std::string mark = "DRIVE " + std::to_string(controller) + " ";
+    for (const auto& line : overview) {
+        const std::string text = line.isString() ? line.asString() : "";
+        const auto names = text.rfind(" : ");
+        unsigned subsystem = 0;
+        char n = 0;
+        if (text.compare(0, mark.size(), mark) == 0 && names != std::string::npos &&
+            sscanf(text.c_str() + names, " : nvme%u%c", &subsystem, &n) == 2 && n == 'n') {
+            return static_cast<int>(subsystem);
+        }
+    }
+    return -1;
+}
+
 // The sysfs side of the drive, as a profile would give it.
-Json::Value SysfsSource(const Json::Value& parameters, unsigned vendor) {
+Json::Value SysfsSource(const Json::Value& parameters, const Json::Value& system, unsigned vendor) {
     Json::Value source(Json::objectValue);
     const std::string location = Value(parameters, "OS Location");
     unsigned controller = 0;
     if (sscanf(location.c_str(), "/dev/nvme%u", &controller) == 1) {
         source["controller"] = controller;
+    }
+    if (const int subsystem = SubsystemOf(Member(system, "nvme list"), controller); subsystem >= 0) {
+        source["subsystem"] = subsystem;
     }
     const std::string transport = Value(parameters, "Transport");
     if (Known(transport)) {
@@ -347,7 +367,8 @@ Drive ParseCapture(const Json::Value& root, Host& host) {
     }
     const Json::Value& parameters = Member(Member(root, "nvme"), "parameters");
     const unsigned vendor = dumped.identify_controller[0] | dumped.identify_controller[1] << 8U;
-    Drive drive = ParseDrive(SysfsSource(parameters, vendor), 0);
+    const Json::Value& system = Member(metadata, "system");
+    Drive drive = ParseDrive(SysfsSource(parameters, system, vendor), 0);
     drive.identify_controller = dumped.identify_controller;
     drive.namespaces = dumped.namespaces;
     std::sort(drive.namespaces.begin(), drive.namespaces.end(),
@@ -396,7 +417,6 @@ Drive ParseCapture(const Json::Value& root, Host& host) {
         }
         drive.active_list_held = true;
     }
-    const Json::Value& system = Member(metadata, "system");
     for (const auto& [key, text] : {std::pair<const char*, std::string*>{"bios version", &host.bios_version},
                                     {"manufacturer", &host.board_vendor},
                                     {"model", &host.product_name}}) {
