@@ -76,7 +76,8 @@ std::string Difference(const Json::Value& a, const Json::Value& b, const std::st
     return "";
 }
 
-// Every live controller of every shipped profile: captured, replayed, read again.
+// Every live controller of every shipped profile, captured, replayed and read again; and every capture the
+// real-kernel tier left in tests/vm/captures, replayed and read again.
 TEST(Replay, ReadOfACaptureReproducesIt) {
     for (const auto& file : std::filesystem::directory_iterator(BRANTIX_SIM_PROFILES)) {
         const std::string profile = file.path().stem().string();
@@ -94,6 +95,19 @@ TEST(Replay, ReadOfACaptureReproducesIt) {
                                  Reproducible(ParseJson(replayed.Read("nvme.info.json")), nvme)),
                       "");
         }
+    }
+    // Captures the real-kernel tier saved of controllers the simulator has no profile for.
+    const std::filesystem::path saved = std::string(BRANTIX_SOURCE_DIR) + "/tests/vm/captures";
+    for (const auto& file : std::filesystem::exists(saved) ? std::filesystem::directory_iterator(saved)
+                                                           : std::filesystem::directory_iterator()) {
+        SCOPED_TRACE(file.path().string());
+        const Json::Value captured = ParseJson(ReadFile(file.path()));
+        const std::string location = captured["nvme"]["parameters"]["OS Location"]["value"].asString();
+        const std::string nvme = location.substr(std::min<size_t>(location.size(), 9));
+        const auto replayed = ReadRaw(file.path().string(), nvme);
+        EXPECT_EQ(Difference(Reproducible(captured, nvme),
+                             Reproducible(ParseJson(replayed.Read("nvme.info.json")), nvme)),
+                  "");
     }
 }
 
