@@ -239,6 +239,8 @@ void AddFeature(Drive& drive, unsigned fid, const std::string& rest, const Bytes
         size_t size;
         size_t unit;
     } BUFFERS[] = {{0x0C, "Autonomous Power State Transition Buffer", 256, 8},
+                   // All the states decoded, where the buffer's dump has one fewer; it comes after it.
+                   {0x0C, "Autonomous Power State Transition States", 256, 8},
                    {0x0D, "Host Memory Buffer Data Buffer", 4096, 16},
                    {0x0E, "Timestamp", 8, 8}};
     for (const auto& buffer : BUFFERS) {

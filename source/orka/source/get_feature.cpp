@@ -335,6 +335,13 @@ int GetOneFeature(const Feature& feature, int fd, Json::Value& info, Json::Value
                 FormatHexData(reinterpret_cast<const char*>(buffer.data()), dumped,
                               info["raw hex data"][feature.buffer_dump]);
             }
+            if (feature.id == 0x0C) {
+                // The buffer's dump stops one state short of the states decoded; these are all of them.
+                const unsigned int states = std::min<unsigned int>(controller.NPSS + 1U, MAX_POWER_STATES) *
+                                            static_cast<unsigned int>(sizeof(ORKA_NVME_APST_ENTRY));
+                FormatHexData(reinterpret_cast<const char*>(buffer.data()), std::min(states, feature.length),
+                              info["raw hex data"]["Feature 0Ch: Autonomous Power State Transition States"]);
+            }
         }
         DecodeFeature(feature.id, dword, buffer.empty() ? nullptr : buffer.data(),
                       static_cast<unsigned int>(buffer.size()), controller, info["nvme"]["parameters"]);
