@@ -141,6 +141,25 @@ TEST(Replay, NvmeCliSeesTheCapturedDrive) {
     }
 }
 
+TEST(Replay, SelfTestAndSanitizeRunOnACapture) {
+    const auto captured = ReadRaw("rich-1.4", "0");
+    const std::string state = MakeTempDir("state").string();
+    const std::string out = MakeTempDir("out").string();
+    setenv("BRANTIX_SIM_TIME_SCALE", "50", 1);
+    for (const std::string command : {"selftest-short", "sanitize-block", "read-raw"}) {
+        const auto run =
+            RunUnderSimulator(CaptureOf(captured),
+                              {BRANTIX_BINARY, std::string(BRANTIX_SOURCE_DIR) + "/commands/" + command,
+                               "--nvme", "0", "--dir", out + "/" + command},
+                              state);
+        EXPECT_EQ(run.exit_code, 0) << command;
+    }
+    unsetenv("BRANTIX_SIM_TIME_SCALE");
+    // The test's result went into the captured self-test log, which held 13 results.
+    const Json::Value after = ParseJson(ReadFile(out + "/read-raw/nvme.info.json"));
+    EXPECT_EQ(after["nvme"]["parameters"]["Current Number Of Self-Tests"]["value"].asString(), "14");
+}
+
 // A capture the simulator cannot replay is refused whole, with the file and its first problem named.
 TEST(Replay, BadCapturesAreRefusedAtLoad) {
     const auto captured = ReadRaw("plain-1.2.1", "0");
