@@ -141,6 +141,9 @@ Answer Identify(const Drive& drive, AdminCommand& command) {
         }
         return Status(STATUS_INVALID_NAMESPACE);
     }
+    if (cns == 0x02 && drive.replay) {
+        return Transfer(command, drive.active_list, 0, 4096);
+    }
     if (cns == 0x02) {
         Bytes list(4096, 0);
         size_t at = 0;
@@ -454,6 +457,78 @@ void Journal(const Context& context, const Drive& drive, const AdminCommand& com
     }
 }
 
+// The name the tool gives a command in its information file, by which a capture records it.
+std::string CommandName(const AdminCommand& command) {
+    const unsigned id = command.cdw10 & 0xFF;
+    char text[64] = {};
+    if (command.opcode == 0x06 && id == 0x01) {
+        return "Identify Controller";
+    }
+    if (command.opcode == 0x06 && id == 0x00) {
+        return "Identify Namespace " + std::to_string(command.nsid);
+    }
+    if (command.opcode == 0x06 && id == 0x02) {
+        return "Identify Active Namespace List";
+    }
+    if (command.opcode == 0x02) {
+        snprintf(text, sizeof text, "Get Log Page 0x%02X", id);
+    } else if (command.opcode == 0x0A) {
+        snprintf(text, sizeof text, command.cdw11 != 0 ? "Get Feature %u (0x%x)" : "Get Feature %u", id,
+                 command.cdw11);
+    }
+    return text;
+}
+
+// Whether a replayed drive's capture holds what the command reads. Self-test and sanitize run as on
+// any simulated drive; their logs are answered once an operation has been started.
+bool Held(const Drive& drive, const AdminCommand& command, const Json::Value& state) {
+    const unsigned id = command.cdw10 & 0xFF;
+    switch (command.opcode) {
+        case 0x06:
+            return id == 0x01 || (id == 0x02 && drive.active_list_held) ||
+                   (id == 0x00 &&
+                    std::any_of(drive.namespaces.begin(), drive.namespaces.end(),
+                                [&command](const Namespace& ns) { return ns.nsid == command.nsid; }));
+        case 0x02:
+            if (id == 0x06 && (state.isMember("self-test") || state.isMember("self-test results"))) {
+                return true;
+            }
+            if (id == 0x81 && (drive.Sanicap() != 0 || state.isMember("sanitize done"))) {
+                return true;
+            }
+            return drive.logs.count(id) != 0;
+        case 0x0A:
+            if (id == 0x04) {
+                return drive.thresholds.count((((command.cdw11 >> 16) & 0x0F) << 4) |
+                                              ((command.cdw11 >> 20) & 3)) != 0;
+            }
+            return drive.features.count(id) != 0;
+        default:
+            return true;
+    }
+}
+
+Answer Recorded(const Drive& drive, const AdminCommand& command) {
+    const auto found = drive.recorded.find(CommandName(command));
+    if (found == drive.recorded.end()) {
+        return Status(STATUS_INVALID_FIELD);
+    }
+    return found->second.error != 0 ? Answer{-1, found->second.error, 0} : Status(found->second.status);
+}
+
+// The capture of a sequence that answers now: the n-th Identify Controller moves to capture n.
+const Drive& Stage(const Drive& drive, const AdminCommand& command, Json::Value& state) {
+    if (drive.samples.empty()) {
+        return drive;
+    }
+    unsigned count = state.get("replay identify", 0).asUInt();
+    if (command.opcode == 0x06 && (command.cdw10 & 0xFF) == 0x01) {
+        state["replay identify"] = ++count;
+    }
+    const size_t index = std::min<size_t>(count == 0 ? 0 : count - 1, drive.samples.size());
+    return index == 0 ? drive : drive.samples[index - 1];
+}
+
 int VanishAfter(const Context& context, const Drive& drive) {
     return context.run_vanish_after >= 0 ? context.run_vanish_after : drive.vanish_after;
 }
@@ -523,22 +598,27 @@ Answer RunAdminCommand(const Context& context, const Drive& drive, AdminCommand&
                 failed = true;
             }
         }
+        const Drive& stage = Stage(drive, command, value);
+        if (!failed && stage.replay && !Held(stage, command, value)) {
+            answer = Recorded(stage, command);
+            failed = true;
+        }
         if (!failed) {
             switch (command.opcode) {
                 case 0x06:
-                    answer = Identify(drive, command);
+                    answer = Identify(stage, command);
                     break;
                 case 0x02:
-                    answer = GetLogPage(drive, command, value);
+                    answer = GetLogPage(stage, command, value);
                     break;
                 case 0x0A:
-                    answer = GetFeatures(drive, command);
+                    answer = GetFeatures(stage, command);
                     break;
                 case 0x14:
-                    answer = DeviceSelfTest(drive, command, value);
+                    answer = DeviceSelfTest(stage, command, value);
                     break;
                 case 0x84:
-                    answer = Sanitize(drive, command, value);
+                    answer = Sanitize(stage, command, value);
                     break;
                 default:
                     answer = Status(STATUS_INVALID_OPCODE);

@@ -3,6 +3,9 @@
 // are deliberately not used so that a layout mistake is not mirrored here.
 #include "profile.h"
 
+#include <dirent.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -600,6 +603,8 @@ void Merge(Json::Value& target, const Json::Value& patch) {
     }
 }
 
+}  // namespace
+
 Drive ParseDrive(const Json::Value& source, unsigned index) {
     const std::string where = "drives[" + std::to_string(index) + "]";
     Drive drive;
@@ -642,13 +647,7 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
         if (!identify.isMember("NLBAF") && identify["LBAF"].size() > 0) {
             ns.identify[25] = static_cast<uint8_t>(identify["LBAF"].size() - 1);
         }
-        const unsigned format = ns.identify[26] & 0x0F;
-        const unsigned lbads = ns.identify[128 + 4 * format + 2];
-        uint64_t nsze = 0;
-        for (int b = 7; b >= 0; --b) {
-            nsze = (nsze << 8) | ns.identify[b];
-        }
-        ns.sectors = lbads >= 9 ? nsze << (lbads - 9) : nsze;
+        ns.sectors = NamespaceSectors(ns.identify);
         drive.namespaces.push_back(ns);
     }
 
@@ -692,7 +691,21 @@ Drive ParseDrive(const Json::Value& source, unsigned index) {
     return drive;
 }
 
-}  // namespace
+uint64_t NamespaceSectors(const Bytes& identify) {
+    if (identify.size() < 4096) {
+        return 0;
+    }
+    const unsigned format = identify[26] & 0x0F;
+    const unsigned lbads = identify[128 + 4 * format + 2];
+    uint64_t nsze = 0;
+    for (int b = 7; b >= 0; --b) {
+        nsze = (nsze << 8) | identify[b];
+    }
+    if (lbads >= 9 + 64) {
+        return 0;  // a format no drive has: the size is not shown
+    }
+    return lbads >= 9 ? nsze << (lbads - 9) : nsze;
+}
 
 uint64_t Drive::MaxTransfer() const {
     const unsigned mdts = identify_controller.size() > 77 ? identify_controller[77] : 0;
@@ -887,6 +900,14 @@ Profile ParseProfile(const std::string& text, const std::string& path, const std
     Profile profile;
     profile.path = path;
     profile.text = drive_patch.empty() ? text : text + "\n" + drive_patch;
+    if (IsCapture(root)) {
+        try {
+            profile.drives.push_back(ParseCapture(root, profile.host));
+        } catch (const ProfileError& error) {
+            throw ProfileError(path + ": " + error.what());
+        }
+        return profile;
+    }
     const Json::Value& host = root["host"];
     profile.host.bios_version = Text(host, "bios_version", profile.host.bios_version);
     profile.host.board_vendor = Text(host, "board_vendor", profile.host.board_vendor);
@@ -931,7 +952,56 @@ Profile ParseProfile(const std::string& text, const std::string& path, const std
     return profile;
 }
 
+namespace {
+
+// The captures of a folder in sample order: nvme.info.sample-<i>.json, or else nvme.info.json.
+std::vector<std::string> CaptureFiles(const std::string& folder) {
+    std::vector<std::pair<unsigned long, std::string>> samples;
+    if (DIR* dir = opendir(folder.c_str()); dir != nullptr) {
+        while (const dirent* entry = readdir(dir)) {
+            unsigned long number = 0;
+            char tail[8] = {};
+            if (sscanf(entry->d_name, "nvme.info.sample-%lu.%7s", &number, tail) == 2 &&
+                std::string(tail) == "json" &&
+                std::string(entry->d_name) == "nvme.info.sample-" + std::to_string(number) + ".json") {
+                samples.emplace_back(number, folder + "/" + entry->d_name);
+            }
+        }
+        closedir(dir);
+    }
+    std::sort(samples.begin(), samples.end());
+    std::vector<std::string> files;
+    for (const auto& sample : samples) {
+        files.push_back(sample.second);
+    }
+    if (files.empty()) {
+        files.push_back(folder + "/nvme.info.json");
+    }
+    return files;
+}
+
+}  // namespace
+
 Profile LoadProfile(const std::string& path, const std::string& drive_patch) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+        // A folder of captures replays them as a sequence on one drive.
+        Profile profile;
+        for (const auto& file : CaptureFiles(path)) {
+            Profile capture = LoadProfile(file);
+            if (capture.drives.size() != 1 || !capture.drives[0].replay) {
+                throw ProfileError(file + ": not an information file");
+            }
+            if (profile.drives.empty()) {
+                profile = capture;
+            } else {
+                profile.text += capture.text;
+                profile.drives[0].samples.push_back(capture.drives[0]);
+            }
+        }
+        profile.path = path;
+        return profile;
+    }
     std::ifstream in(path, std::ios::binary);
     if (!in) {
         throw ProfileError(path + ": cannot open (" + std::strerror(errno) + ")");

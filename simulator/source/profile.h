@@ -62,6 +62,12 @@ struct FeatureValue {
     Bytes buffer;  // for features with a data buffer
 };
 
+// How a command failed when a drive was captured: an errno of the ioctl or an NVMe status.
+struct RecordedFailure {
+    int error = 0;
+    int status = 0;
+};
+
 struct Drive {
     unsigned controller = 0;
     unsigned subsystem = 0;  // N of nvme-subsys<N>: the controller's own number unless the profile says
@@ -102,6 +108,16 @@ struct Drive {
     int open_error = 0;            // errno that opening the device fails with
     int vanish_after = -1;         // the device disappears after this many commands
     std::vector<Fault> faults;
+
+    // A drive replayed from an information file: it answers only what the capture holds; any other
+    // command gets the failure the capture recorded for the command of that name, else Invalid Field.
+    bool replay = false;
+    std::map<std::string, RecordedFailure> recorded;  // by the command's name in the capture
+    bool active_list_held = false;
+    Bytes active_list;  // Identify CNS 02h as captured
+    // The later captures of a sequence: the n-th Identify Controller and the commands after it are
+    // answered from capture n, the last one standing for every later sample.
+    std::vector<Drive> samples;
 
     bool Pcie() const { return transport == "pcie"; }
     // CMIC bit 1: the subsystem may hold more than one controller.
@@ -144,6 +160,20 @@ struct Profile {
 // other value replaced). Throws ProfileError.
 Profile LoadProfile(const std::string& path, const std::string& drive_patch = "");
 Profile ParseProfile(const std::string& text, const std::string& path, const std::string& drive_patch = "");
+
+// One drive as a profile describes it (`index`: its place in "drives"). Throws ProfileError.
+Drive ParseDrive(const Json::Value& source, unsigned index);
+
+// The size in 512-byte sectors of a namespace, from its Identify Namespace data.
+uint64_t NamespaceSectors(const Bytes& identify);
+
+// Captures: an information file written with "log hex data" as a replayed drive. The file is taken
+// as a capture when its root has no "drives"; `host` receives the captured host's DMI texts.
+// Throws ProfileError naming the first problem.
+bool IsCapture(const Json::Value& root);
+Drive ParseCapture(const Json::Value& root, Host& host);
+// The bytes of a hex dump as the tool writes it: one text per 16 bytes.
+Bytes ParseHexDump(const Json::Value& lines, const std::string& where);
 
 // Parses faults of the form "opcode=0x02,log=0x02,after=1,errno=5;open=13".
 // Entries "open=<errno>" and "vanish=<count>" apply to every drive.

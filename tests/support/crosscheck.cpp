@@ -421,10 +421,12 @@ void CompareFeatureDumps(const Json::Value& info, const std::string& results, Ou
         const Bits dword = feature.dword;
         std::string bytes = {static_cast<char>(dword), static_cast<char>(dword >> 8),
                              static_cast<char>(dword >> 16), static_cast<char>(dword >> 24)};
-        // Data buffers as long as brantix dumps them: the power states but the last, the host memory
-        // buffer's descriptor.
+        // Data buffers as long as brantix dumps them: the power states but the last, all of them, the host
+        // memory buffer's descriptor.
         const std::map<std::string, unsigned int> buffers = {
             {"Feature 0Ch: Autonomous Power State Transition Buffer", controller["npss"].asUInt() * 8},
+            {"Feature 0Ch: Autonomous Power State Transition States",
+             std::min(controller["npss"].asUInt() + 1, 32U) * 8},
             {"Feature 0Dh: Host Memory Buffer Data Buffer", 16}};
         if (buffers.count(key) != 0) {
             bytes = feature.bytes.substr(0, buffers.at(key));

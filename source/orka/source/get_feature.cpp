@@ -335,6 +335,13 @@ int GetOneFeature(const Feature& feature, int fd, Json::Value& info, Json::Value
                 FormatHexData(reinterpret_cast<const char*>(buffer.data()), dumped,
                               info["raw hex data"][feature.buffer_dump]);
             }
+            if (feature.id == 0x0C) {
+                // The buffer's dump stops one state short of the states decoded; these are all of them.
+                const unsigned int states = std::min<unsigned int>(controller.NPSS + 1U, MAX_POWER_STATES) *
+                                            static_cast<unsigned int>(sizeof(ORKA_NVME_APST_ENTRY));
+                FormatHexData(reinterpret_cast<const char*>(buffer.data()), std::min(states, feature.length),
+                              info["raw hex data"]["Feature 0Ch: Autonomous Power State Transition States"]);
+            }
         }
         DecodeFeature(feature.id, dword, buffer.empty() ? nullptr : buffer.data(),
                       static_cast<unsigned int>(buffer.size()), controller, info["nvme"]["parameters"]);
@@ -391,14 +398,20 @@ int GetFeature04(int fd, Json::Value& info, Json::Value& record, const Json::Val
             const unsigned int select = sensor << THRESHOLD_SENSOR_SHIFT;
             unsigned int over = 0;
             unsigned int under = 0;
-            if (CollectFeature(fd, 0x04, select, &over, nullptr, 0, info, record, 0, offered) != 0 ||
-                CollectFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, info, record, 0,
+            // Each threshold is dumped as soon as it is read, so that a capture holds it even when its
+            // twin fails.
+            if (CollectFeature(fd, 0x04, select, &over, nullptr, 0, info, record, 0, offered) != 0) {
+                return false;
+            }
+            if (hex) {
+                DumpDword(over, info["raw hex data"]["Feature 04h: " + dump + " Over Threshold"]);
+            }
+            if (CollectFeature(fd, 0x04, select | THRESHOLD_UNDER, &under, nullptr, 0, info, record, 0,
                                offered) != 0) {
                 return false;
             }
             if (hex) {
                 DumpDword(under, info["raw hex data"]["Feature 04h: " + dump + " Under Threshold"]);
-                DumpDword(over, info["raw hex data"]["Feature 04h: " + dump + " Over Threshold"]);
             }
             DecodeTemperatureThresholds(label, over, under, info["nvme"]["parameters"]);
             return true;

@@ -637,7 +637,8 @@ int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& inf
         if (logId == 0x01) {
             dump = 64 * CountParameter(info, "Total Errors") + 8;
         } else if (logId == 0x0D) {
-            dump = CopyRecord<ORKA_NVME_EVENT_LOG_HEADER>(buffer.data(), length).TLL.get() & 0xFFFFFFFF;
+            // Up to the Total Log Length, or all that was read when the drive claims more.
+            dump = CopyRecord<ORKA_NVME_EVENT_LOG_HEADER>(buffer.data(), length).TLL.get();
         }
         if (settings["log hex data"].asBool()) {
             FormatHexData(reinterpret_cast<const char*>(buffer.data()),

@@ -171,12 +171,24 @@ std::uint64_t NamespaceBytes(const ORKA_NVME_IDENTIFY_NAMESPACE_DATA& data) {
 }
 
 // Reads the active namespace list into `ids`; the list is allowed to fail (older drives lack it).
-bool ReadActiveNamespaces(int fd, Json::Value& commands, Json::Value& record,
-                          std::vector<unsigned int>& ids) {
+bool ReadActiveNamespaces(int fd, Json::Value& commands, Json::Value& record, std::vector<unsigned int>& ids,
+                          Json::Value* dump) {
     std::vector<unsigned char> list(IDENTIFY_NAMESPACE_LENGTH, 0);
     if (NvmeAdminCommand(fd, "Identify Active Namespace List", commands, record, 0x06, 0, 2, 0, 0, 0, 0, 0,
                          list.data(), nullptr, IDENTIFY_NAMESPACE_LENGTH, true) != 0) {
         return false;
+    }
+    if (dump != nullptr) {
+        // Into `dump` (the raw hex data): the list up to its last identifier that is not zero: the rest of
+        // the 4096 bytes are zero.
+        std::size_t used = list.size();
+        while (used > 4 &&
+               std::all_of(list.begin() + static_cast<long>(used) - 4, list.begin() + static_cast<long>(used),
+                           [](unsigned char b) { return b == 0; })) {
+            used -= 4;
+        }
+        FormatHexData(reinterpret_cast<const char*>(list.data()), static_cast<unsigned int>(used),
+                      (*dump)["Identify Active Namespace List"]);
     }
     for (unsigned int entry = 0; entry < ACTIVE_NAMESPACE_LIST_ENTRIES; ++entry) {
         std::uint32_t nsid = 0;
@@ -208,16 +220,23 @@ Namespaces CollectNamespaces(int fd, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& c
     std::vector<unsigned int> active;
     std::uint64_t total = 0;
     bool sized = true;  // every active namespace's size is known
-    if (ReadActiveNamespaces(fd, commands, record, active)) {
+    // With "log hex data" the read keeps what a replay of the drive needs: the active namespace list
+    // and every namespace's Identify data (namespace 1's is dumped by its decoder).
+    Json::Value* const list_dump = log_hex ? &info["raw hex data"] : nullptr;
+    if (ReadActiveNamespaces(fd, commands, record, active, list_dump)) {
         std::sort(active.begin(), active.end());
         for (const unsigned int nsid : active) {
             ORKA_NVME_IDENTIFY_NAMESPACE_DATA data{};
+            const std::string name = "Identify Namespace " + std::to_string(nsid);
             const int result =
-                nsid == 1
-                    ? GetIdentifyNamespace(fd, data, 1, info, log_hex, version, highest, record)
-                    : NvmeAdminCommand(fd, "Identify Namespace " + std::to_string(nsid), commands, record,
-                                       0x06, nsid, 0, 0, 0, 0, 0, 0, reinterpret_cast<unsigned char*>(&data),
-                                       nullptr, IDENTIFY_NAMESPACE_LENGTH, false);
+                nsid == 1 ? GetIdentifyNamespace(fd, data, 1, info, log_hex, version, highest, record)
+                          : NvmeAdminCommand(fd, name, commands, record, 0x06, nsid, 0, 0, 0, 0, 0, 0,
+                                             reinterpret_cast<unsigned char*>(&data), nullptr,
+                                             IDENTIFY_NAMESPACE_LENGTH, false);
+            if (log_hex && nsid != 1 && result == 0) {
+                FormatHexData(reinterpret_cast<const char*>(&data), IDENTIFY_NAMESPACE_LENGTH,
+                              info["raw hex data"][name]);
+            }
             total += NamespaceBytes(data);
             sized = sized && result == 0;
         }
@@ -227,6 +246,10 @@ Namespaces CollectNamespaces(int fd, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& c
             DecodeIdentifyNamespace(data, info, log_hex, version, highest);
             active.push_back(1);
             total = NamespaceBytes(data);
+        } else if (log_hex && commands[commands.size() - 1]["return code"].asInt() == 0) {
+            // Read but not decoded: an empty namespace 1 is still what the drive answered.
+            FormatHexData(reinterpret_cast<const char*>(&data), IDENTIFY_NAMESPACE_LENGTH,
+                          info["raw hex data"]["Identify Namespace 1"]);
         }
     }
     Namespaces found;
