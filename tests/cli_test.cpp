@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <regex>
 #include <set>
 
 #include "orka.h"
 #include "orka_nvme.h"
+#include "orka_settings.h"
 #include "support/simulator.h"
 
 namespace {
@@ -96,8 +98,9 @@ std::string Missing(const std::string& key, const std::string& type) {
     return "Invalid cmd file, missing parameter '" + key + "' required for '" + type + "' cmd type ";
 }
 
-// The console of a refused run: the header, the command file line once it has been read, the brief usage,
-// "USAGE ERROR", the message and the verdict; only the trace log is written, the inputs stay as they were.
+// The console of a refused run: the header, the command file line once it has been read, any warning, the
+// brief usage, "USAGE ERROR", the message and the verdict; only the trace log is written, the inputs stay as
+// they were, and the simulated drive never sees a command.
 TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
     const std::string read = CommandFile("read");
     const std::string selftest = CommandFile("selftest-short");
@@ -113,6 +116,7 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
         std::string content = "";
         bool read = false;  // the command file was read before the error
         bool header = true;
+        std::string warning = "";
     } cases[] = {
         {"--bogus", Invalid("--bogus")},
         // the last bad argument wins; only the first argument names the command file
@@ -126,8 +130,8 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
         {"fmt", "cmd file contains illegal cmd type: format", "fmt.cmd.json", typed("format"), true},
         {"upper", "cmd file contains illegal cmd type: Read", "upper.cmd.json", typed("Read"), true},
         {"",
-         Missing("read log page 0Dh", "read") + "\n" + Missing("samples", "read") + "\n" +
-             Missing("high priority", "read") + "\n",
+         Missing("high priority", "read") + "\n" + Missing("read log page 0Dh", "read") + "\n" +
+             Missing("samples", "read") + "\n",
          "read.cmd.json", CommandFile("read", {}, {"samples", "read log page 0Dh", "high priority"}), true},
         {"-e", "Command type read does not use --extended", "read.cmd.json", read, true},
         {"st -r rules", "Command type self-test does not use rules file", "st.cmd.json", selftest, true},
@@ -140,13 +144,40 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
          true},
         {"sz", Missing("sanitize type", "sanitize") + "\n", "sz.cmd.json",
          CommandFile("sanitize-block", {}, {"sanitize type"}), true},
+        // Every missing key and value of the wrong type at once, in table order; unknown keys only warn.
+        {"bad",
+         "'log hex data' must be true or false, not \"yes\"\n'samples' must be an unsigned number, not "
+         "\"3\"\n" +
+             Missing("fail limit", "read") + "\n",
+         "bad.cmd.json",
+         CommandFile("read", {R"({"samples": "3", "log hex data": "yes", "sampels": 2, "zzz": 1})"},
+                     {"fail limit"}),
+         true, true,
+         "'sampels' is not a read setting; did you mean 'samples'?\n'zzz' is not a read setting\n"},
+        {"", "'samples' must be 1 or more, not 0\n'interval in ms' must be an unsigned number, not 1.5\n",
+         "read.cmd.json", CommandFile("read", {R"({"samples": 0, "interval in ms": 1.5})"}), true},
+        {"st",
+         "'abort time' must be an unsigned number, not -1\n'read smart data' must be true or false, not "
+         "[1]\n",
+         "st.cmd.json", CommandFile("selftest-short", {R"({"abort time": -1, "read smart data": [1]})"}),
+         true},
+        {"x", "'command type' must be a string, not {}", "x.cmd.json",
+         CommandFile("read", {R"({"command type": {}})"}), true},
+        {"--samples abc", "Invalid value for --samples: 'abc'", "", "", false, false},
+        {"-s -5", "Invalid value for -s: '-5'", "", "", false, false},
+        {"-s 0", "Invalid value for -s: '0'", "", "", false, false},
+        {"-i 1.5", "Invalid value for -i: '1.5'", "", "", false, false},
+        {"-i 4294967296", "Invalid value for -i: '4294967296'", "", "", false, false},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.args);
         const Files inputs = c.file.empty() ? Files{} : Files{{c.file, c.content}};
-        const RunResult run = Brantix(c.args, inputs);
+        testing_support::RunOptions options;
+        options.args = testing_support::Words(c.args);
+        options.files = inputs;
+        const auto run = testing_support::RunBrantixOnProfile("demo", options);
         const std::string dir = std::filesystem::canonical(run.dir).string();
-        const std::string tail = (c.read ? " Command file:   " + dir + "/" + c.file + "\n" : "") +
+        const std::string tail = (c.read ? " Command file:   " + dir + "/" + c.file + "\n" : "") + c.warning +
                                  UsageText() + "USAGE ERROR\n" + testing_support::WithDir(c.message, dir) +
                                  "\n[FAIL] brantix returned 16\n";
         std::smatch header;
@@ -154,6 +185,7 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
         EXPECT_EQ(headed, c.header) << run.console;
         EXPECT_EQ(run.console.substr(headed ? header.length() : 0), tail);
         EXPECT_EQ(run.exit_code, 16);
+        EXPECT_TRUE(run.Journal().empty());
         std::set<std::string> files{"brantix.trace.log"};
         for (const auto& [name, content] : inputs) {
             files.insert(name);
@@ -215,6 +247,83 @@ TEST(CommandLine, ExportWritesTheCatalogueThenGoesOn) {
                       entry["description"].asString() + "|" + entry["source"].asString(),
                   name + "|" + name + "|" + info.description + "|" + info.source);
     }
+}
+
+// The key rows of a document's command file tables as "section|key|type": the section from the last
+// "Keys of ..." line up to the next heading, the type from the next table cell or the brackets; a range "X
+// 01h" ... "X 18h" stands for every key between.
+std::set<std::string> DocumentedKeys(const std::string& file) {
+    std::set<std::string> keys;
+    const std::regex heading(R"(Keys of `?(every|read|self-test|sanitize))");
+    const std::regex row(R"(^\|? ?("[^|(]*") (?:\| |\()(\w+))");
+    const std::regex range(R"x("([^"]*) ([0-9A-F]{2})h" \.\.\. "[^"]* ([0-9A-F]{2})h")x");
+    std::string section;
+    std::smatch match;
+    for (const auto& line : testing_support::Lines(testing_support::ReadFile(file))) {
+        if (std::regex_search(line, match, heading)) {
+            section = match[1];
+        } else if (line.rfind('#', 0) == 0) {
+            section.clear();
+        } else if (!section.empty() && std::regex_search(line, match, row)) {
+            const std::string names = match[1];
+            const std::string type = match[2];
+            std::smatch span;
+            if (std::regex_search(names, span, range)) {
+                for (int id = std::stoi(span[2], nullptr, 16); id <= std::stoi(span[3], nullptr, 16); ++id) {
+                    char hex[4];
+                    std::snprintf(hex, sizeof hex, "%02X", id);
+                    keys.insert(section + "|" + span[1].str() + " " + hex + "h|" + type);
+                }
+                continue;
+            }
+            const std::regex quoted("\"([^\"]+)\"");
+            for (auto it = std::sregex_iterator(names.begin(), names.end(), quoted);
+                 it != std::sregex_iterator(); ++it) {
+                keys.insert(section + "|" + (*it)[1].str() + "|" + type);
+            }
+        }
+    }
+    return keys;
+}
+
+// The README's and the man page's key tables list exactly the keys the command file check knows, each
+// under its command types and with its type; the bash completion offers exactly the options the parser knows.
+TEST(CommandLine, DocumentationAgreesWithTheKeyAndOptionTables) {
+    const std::map<orka::SettingType, std::string> words = {{orka::SettingType::boolean, "boolean"},
+                                                            {orka::SettingType::number, "unsigned"},
+                                                            {orka::SettingType::count, "unsigned"},
+                                                            {orka::SettingType::text, "string"},
+                                                            {orka::SettingType::object, "object"}};
+    const std::pair<unsigned int, std::string> sections[] = {{orka::READ_COMMAND, "read"},
+                                                             {orka::SELF_TEST_COMMAND, "self-test"},
+                                                             {orka::SANITIZE_COMMAND, "sanitize"}};
+    std::set<std::string> expected;
+    for (const auto& key : orka::CommandFileKeys()) {
+        for (const auto& [bit, section] : sections) {
+            if (key.commands == orka::ALL_COMMANDS || (key.commands & bit) != 0) {
+                expected.insert((key.commands == orka::ALL_COMMANDS ? "every" : section) + "|" + key.name +
+                                "|" + words.at(key.type));
+            }
+        }
+    }
+    const std::string source = BRANTIX_SOURCE_DIR;
+    EXPECT_EQ(DocumentedKeys(source + "/README.md"), expected);
+    EXPECT_EQ(DocumentedKeys(source + "/doc/brantix.1.md"), expected);
+
+    std::set<std::string> options;
+    for (const auto& option : orka::CommandLineOptions()) {
+        for (const auto& name : {option.short_name, option.long_name}) {
+            if (!name.empty()) {
+                options.insert(name);
+            }
+        }
+    }
+    std::smatch match;
+    const std::string completion = testing_support::ReadFile(source + "/packaging/brantix.bash-completion");
+    ASSERT_TRUE(std::regex_search(completion, match, std::regex(R"x(local options="([^"]*)")x")));
+    const auto words_of =
+        testing_support::Words(std::regex_replace(match[1].str(), std::regex(R"(\s+)"), " "));
+    EXPECT_EQ(std::set<std::string>(words_of.begin(), words_of.end()), options);
 }
 
 }  // namespace
