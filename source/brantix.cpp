@@ -3,6 +3,8 @@
 #include "brantix.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <vector>
@@ -308,12 +310,15 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     const std::string logDirectory = AbsoluteDirectory(line.logDirectory);
     // A path that exists but takes no files (a regular file, a folder without
     // write access) counts as a log directory that could not be made.
-    bool directoryMade = orka::MakeDirectoryTree(logDirectory) == 0;
-    if (directoryMade) {
+    const int madeError = orka::MakeDirectoryTree(logDirectory);
+    std::string directoryFault = madeError == 0 ? "" : std::strerror(madeError);
+    if (directoryFault.empty()) {
         const std::string traceFile = (std::filesystem::path(logDirectory) / "brantix.trace.log").string();
-        directoryMade = orka::SwitchTraceLogFile(traceFile);
-        if (directoryMade) {
+        errno = 0;
+        if (orka::SwitchTraceLogFile(traceFile)) {
             orka::TRACELOG_NAME = traceFile;
+        } else {
+            directoryFault = std::strerror(errno != 0 ? errno : EACCES);
         }
     }
 
@@ -326,8 +331,8 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     if (!line.pendingError.empty()) {
         throw orka::UsageError(line.pendingError);
     }
-    if (!directoryMade) {
-        throw orka::UsageError("Failed to make log directory: " + logDirectory);
+    if (!directoryFault.empty()) {
+        throw orka::UsageError("Failed to make log directory: " + logDirectory + ": " + directoryFault);
     }
 
     std::string cmdFileName = line.cmdFile;
@@ -338,14 +343,13 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
         throw orka::UsageError("Did not find command file: " + cmdFileName + "\n");
     }
     Json::Value cmdFile;
-    try {
-        orka::ReadJsonFile(cmdFileName, cmdFile);
-    } catch (...) {
-        throw orka::UsageError("Failed to parse JSON in command file: " + cmdFileName);
-    }
+    std::string fault = orka::ParseJsonFile(cmdFileName, cmdFile);
     // Every key lookup below needs an object; anything else is no command file.
-    if (!cmdFile.isObject()) {
-        throw orka::UsageError("Failed to parse JSON in command file: " + cmdFileName);
+    if (fault.empty() && !cmdFile.isObject()) {
+        fault = "not a JSON object";
+    }
+    if (!fault.empty()) {
+        throw orka::UsageError("Failed to parse JSON in command file: " + cmdFileName + ": " + fault);
     }
     LOG_INFO << " Command file:   " << std::filesystem::absolute(cmdFileName).lexically_normal().string();
 
@@ -565,5 +569,8 @@ int main(int argc, const char** argv) {
     } else {
         LOG_FATAL << "[FAIL] " << APP_NAME << " returned " << rc;
     }
+    // A run refused before its log directory was known leaves its trace in the current folder, beside
+    // (never over) a trace log already there.
+    orka::WriteHeldTraceLog();
     return rc;
 }

@@ -215,11 +215,18 @@ int Read(Json::Value& settings) {
             throw orka::UsageError("Failed to find compare file: " + compare_file);
         }
         settings["compare file"] = compare_file;
-        orka::ReadJsonFile(compare_file, reference);
+        std::string fault = orka::ParseJsonFile(compare_file, reference);
         const Json::Value& file = reference;
-        if (!file.isObject() || !file["_metadata"].isObject() ||
-            file["_metadata"]["file type"] != "nvme info") {
-            throw orka::UsageError("Invalid compare file: " + compare_file);
+        if (!fault.empty()) {
+            fault = "not JSON: " + fault;
+        } else if (!file.isObject() || !file["_metadata"].isObject() ||
+                   file["_metadata"]["file type"] != "nvme info") {
+            fault = "not a drive information file (its \"_metadata\" has no \"file type\" \"nvme info\")";
+        } else if (!file["nvme"].isObject() || !file["nvme"]["parameters"].isObject()) {
+            fault = "no \"nvme\" / \"parameters\" object";
+        }
+        if (!fault.empty()) {
+            throw orka::UsageError("Invalid compare file: " + compare_file + ": " + fault);
         }
     }
     const Json::Value rules = settings["rules"];

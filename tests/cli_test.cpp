@@ -59,8 +59,8 @@ const std::string& UsageText() {
     return text;
 }
 
-// --usage and -h print their texts, also to the trace log, and pass; a help request wins over an unknown
-// argument before it and ends parsing before a missing value.
+// --usage and -h print their texts and pass, writing no file; a help request wins over an unknown argument
+// before it and ends parsing before a missing value.
 TEST(CommandLine, UsageAndHelpPrintTheirTextsAndPass) {
     const std::string syntax =
         " brantix <command file> [-n,--nvme #] [-d,--dir <directory>] [COMMAND-OPTIONS] [-x,-v,-h,-u] "
@@ -72,8 +72,7 @@ TEST(CommandLine, UsageAndHelpPrintTheirTextsAndPass) {
         const RunResult run = Brantix(args);
         EXPECT_EQ(run.exit_code, 0);
         EXPECT_EQ(run.console, text);
-        EXPECT_EQ(Messages(run, "brantix.trace.log"), run.console);
-        EXPECT_EQ(FilesIn(run.dir), std::set<std::string>{"brantix.trace.log"});
+        EXPECT_EQ(FilesIn(run.dir), std::set<std::string>{});
     }
     for (const auto& text : {UsageText(), help}) {
         EXPECT_EQ(text.substr(0, syntax.size() + 3), " \n" + syntax + "\n");
@@ -108,7 +107,7 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
     const auto typed = [](const std::string& type) {
         return CommandFile("read", {R"({"command type": ")" + type + "\"}"});
     };
-    const std::string blocked = "Failed to make log directory: <dir>/blocker";
+    const std::string blocked = "Failed to make log directory: <dir>/blocker/logs: Not a directory";
     const struct {
         std::string args;
         std::string message;  // <dir> for the run's folder
@@ -125,7 +124,7 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
         {"-x -d", "-d is missing a value", "", "", false, false},
         {"", "Did not find command file: read.cmd.json\n"},
         // Below a file, a file itself, and an unknown argument reported before the directory failure.
-        {"-d blocker/logs", blocked + "/logs", "blocker", "a file"},
+        {"-d blocker/logs", blocked, "blocker", "a file"},
         {"-d blocker/logs --bogus", Invalid("--bogus"), "blocker", "a file"},
         {"fmt", "cmd file contains illegal cmd type: format", "fmt.cmd.json", typed("format"), true},
         {"upper", "cmd file contains illegal cmd type: Read", "upper.cmd.json", typed("Read"), true},
@@ -195,9 +194,10 @@ TEST(CommandLine, RefusedRunsReportUsageErrorsAndWriteOnlyTheTraceLog) {
     }
 }
 
-// The trace log opened in the working directory moves to the log directory (made with its parents) once
-// that is known, starting afresh there; the one left behind stays empty and the console has no command line.
-// -x and -v add file detail to both.
+// The trace is held until the log directory (made with its parents) is known and then starts afresh there;
+// an earlier trace log in the working directory survives byte for byte, and a run refused before it knows its
+// log directory keeps its trace beside that one. The console has no command line; -x and -v add file detail
+// to both.
 TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
     const std::string earlier = "[2020-01-01 00:00:00.000]  an earlier run\n";
     const std::regex detail(
@@ -205,9 +205,10 @@ TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
     for (const auto& [dir, flag] : std::vector<std::pair<std::string, std::string>>{
              {"logs/run/one", " -x"}, {"logs", ""}, {"logs", " -v"}}) {
         SCOPED_TRACE(dir + flag);
-        const RunResult run = Brantix(
-            "-d " + dir + flag,
-            {{"read.cmd.json", CommandFile("read", {}, {"samples"})}, {"logs/brantix.trace.log", earlier}});
+        const RunResult run =
+            Brantix("-d " + dir + flag, {{"read.cmd.json", CommandFile("read", {}, {"samples"})},
+                                         {"logs/brantix.trace.log", earlier},
+                                         {"brantix.trace.log", earlier}});
         EXPECT_EQ(run.exit_code, 16);
         const std::string trace = Messages(run, dir + "/brantix.trace.log");
         EXPECT_TRUE(std::regex_search(trace, std::regex("^Command '" + std::string(BRANTIX_BINARY) + " -d " +
@@ -220,11 +221,18 @@ TEST(CommandLine, TraceLogMovesIntoTheLogDirectory) {
         EXPECT_EQ(std::regex_search(run.console, detail), !flag.empty());
         EXPECT_EQ(run.Read("logs/brantix.trace.log") == earlier, dir != "logs");
         EXPECT_EQ(run.console.find("Command '"), std::string::npos);
-        EXPECT_EQ(run.Read("brantix.trace.log"), "");
+        EXPECT_EQ(run.Read("brantix.trace.log"), earlier);
         EXPECT_EQ(FilesIn(run.dir),
                   (std::set<std::string>{"brantix.trace.log", "read.cmd.json", "logs/brantix.trace.log",
                                          dir + "/brantix.trace.log"}));
     }
+    const RunResult refused = Brantix("-d blocker/logs", {{"brantix.trace.log", earlier}, {"blocker", ""}});
+    EXPECT_EQ(refused.Read("brantix.trace.log"), earlier);
+    EXPECT_TRUE(
+        std::regex_search(Messages(refused, "brantix.trace-1.log"),
+                          std::regex("^Command '" + std::string(BRANTIX_BINARY) + " -d blocker/logs'\n")));
+    EXPECT_EQ(FilesIn(refused.dir),
+              (std::set<std::string>{"blocker", "brantix.trace.log", "brantix.trace-1.log"}));
 }
 
 // --export writes the catalogue in catalogue order, then the run goes on.
