@@ -3,9 +3,11 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -120,7 +122,8 @@ class CommandTimesSpool {
     explicit CommandTimesSpool(const std::string& summary_path)
         : path_(summary_path + ".commands-" + std::to_string(::getpid())), out_(path_, std::ios::trunc) {
         if (!out_.is_open()) {
-            throw orka::OrkaError("Could not open file to write JSON data to '" + path_ + "'");
+            throw orka::OrkaError("Could not open file to write JSON data to '" + path_ +
+                                  "': " + std::strerror(errno != 0 ? errno : EACCES));
         }
     }
     ~CommandTimesSpool() { std::remove(path_.c_str()); }

@@ -197,9 +197,11 @@ void WriteFileByRename(const std::string& path, const std::function<void(std::os
     // The text goes to a temporary name beside the target and is renamed into place, so an
     // interrupted run or a full disk never leaves a truncated file under the real name.
     const std::string partial = path + ".partial-" + std::to_string(::getpid());
+    errno = 0;
     std::ofstream file(partial, std::ios::out | std::ios::trunc);
     if (!file.is_open()) {
-        throw OrkaError("Could not open file to write JSON data to '" + path + "'");
+        throw OrkaError("Could not open file to write JSON data to '" + path +
+                        "': " + std::strerror(errno != 0 ? errno : EACCES));
     }
     fill(file);
     file.close();
