@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "brantix.h"
+#include "operation.h"
 #include "orka.h"
 #include "orka_data.h"
 #include "orka_linux.h"
@@ -35,14 +36,15 @@ const char* const SAMPLE_VALUES[] = {"Composite Temperature",
                                      "Controller Busy Time",
                                      "Host Timestamp"};
 
-// The handler only raises the flag: the sample loop reports the interrupt when it sees it, so no
-// logging (which allocates and locks) runs inside the handler.
-void handleCtrlC(int) {
-    GLOBAL_EXIT_GRACEFULLY = 1;
-}
-
-[[maybe_unused]] void handleCtrlBreak(int) {
-    GLOBAL_EXIT_GRACEFULLY = 1;
+// Sleeps until `wake`, waking early once a signal has asked the run to end.
+void SleepUntilOrInterrupted(const orka::TimePoint& wake) {
+    constexpr auto STEP = std::chrono::milliseconds(100);
+    while (GLOBAL_EXIT_GRACEFULLY == 0 && Clock::now() + STEP < wake) {
+        std::this_thread::sleep_for(STEP);
+    }
+    if (GLOBAL_EXIT_GRACEFULLY == 0) {
+        std::this_thread::sleep_until(wake);
+    }
 }
 
 // The named parameter of a sample, or null; reads without adding members.
@@ -185,7 +187,9 @@ class CommandTimesSpool {
 
 int Read(Json::Value& settings) {
     LOG_VERBOSE << "read command started...";
-    std::signal(SIGINT, handleCtrlC);
+    // Ctrl-C, SIGTERM (a service stopped) and SIGHUP (a closed terminal) end the run after the sample in
+    // hand, with the summary written and no temporary file left.
+    InterruptFlag interrupt;
 
     orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA controller{};
     Json::Value summary;
@@ -353,7 +357,7 @@ int Read(Json::Value& settings) {
         const bool interrupted = GLOBAL_EXIT_GRACEFULLY != 0;
         if (interrupted) {
             LOG_INFO << " ";
-            LOG_INFO << " <CTRL C> detected, gracefully exiting";
+            LOG_INFO << InterruptFlag::Description();
         }
         const bool failed = !failure.empty();
         if (interrupted || (failed && errors < fail_limit) || sample == 1 || sample == samples ||
@@ -380,7 +384,7 @@ int Read(Json::Value& settings) {
         }
 
         errors += failed ? 1 : 0;
-        std::this_thread::sleep_until(wake);
+        SleepUntilOrInterrupted(wake);
         wake += std::chrono::milliseconds(interval);
         timestamp = orka::GetTimestamp(false);
         if (display_rate != 0 && sample % display_rate == 0) {
