@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 
 #include "support/parameters.h"
 #include "support/simulator.h"
@@ -204,6 +205,37 @@ TEST(ReadCommand, NamespacesAndTotalSize) {
         EXPECT_EQ(info["_metadata"]["system"]["nvme list"][0].asString(), c.listed);
         // Without the extended facts, the system block lacks kernel release, memory and processor.
         EXPECT_EQ(info["_metadata"]["system"].size(), 11u);
+    }
+}
+
+// The shipped read and health rules: the demo drive passes them, the worn drive fails them with 22 on its
+// raised critical warning flags and its worn figures.
+TEST(ReadCommand, ShippedHealthRulesPassTheDemoAndFailTheWornDrive) {
+    const std::string rules = std::string(BRANTIX_SOURCE_DIR) + "/commands/health";
+    for (const auto& [profile, rc, failed] : std::vector<std::tuple<std::string, int, Names>>{
+             {"demo", 0, {}},
+             {"worn",
+              22,
+              {" Failed rule 'Available Space Below Threshold match No' does not match value 'Yes'",
+               " Failed rule 'NVM Subsystem Unreliable match No' does not match value 'Yes'",
+               " Failed rule 'Media in Read-only match No' does not match value 'Yes'",
+               " Failed rule 'Percentage Used < 90 %' with value '112 %'",
+               " Failed rule 'Available Spare > 10 %' with value '4 %'",
+               " Failed rule 'Media and Data Integrity Errors <= 10' with value '1,843'",
+               " Failed rule 'Minutes Throttled <= 1440 Min' with value '3,753.0 Min'"}}}) {
+        SCOPED_TRACE(profile);
+        testing_support::RunOptions options;
+        options.args = {"read", "-r", rules};
+        options.files["read.cmd.json"] = testing_support::CommandFile("read");
+        const auto run = testing_support::RunBrantixOnProfile(profile, options);
+        EXPECT_EQ(run.exit_code, rc) << run.console;
+        Names lines;
+        for (const auto& line : testing_support::Lines(run.console)) {
+            if (line.rfind(" Failed rule", 0) == 0) {
+                lines.push_back(line);
+            }
+        }
+        EXPECT_EQ(lines, failed);
     }
 }
 

@@ -898,7 +898,8 @@ Profile LoadProfile(const std::string& path, const std::string& drive_patch) {
     std::ostringstream content;
     content << in.rdbuf();
     // A profile may stand for another one: {"same as": "rich-1.4.json"}, a
-    // path relative to its own folder.
+    // path relative to its own folder, with its own "drive patch" laid over
+    // each drive before the patch of the environment.
     Json::CharReaderBuilder builder;
     Json::Value root;
     std::string errors;
@@ -907,7 +908,21 @@ Profile LoadProfile(const std::string& path, const std::string& drive_patch) {
         root.isMember("same as")) {
         const auto slash = path.rfind('/');
         const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
-        Profile profile = LoadProfile(folder + "/" + root["same as"].asString(), drive_patch);
+        std::string patch = drive_patch;
+        if (root["drive patch"].isObject()) {
+            Json::Value combined = root["drive patch"];
+            Json::Value given;
+            std::istringstream given_in(drive_patch);
+            if (!drive_patch.empty() &&
+                (!Json::parseFromStream(builder, given_in, &given, &errors) || !given.isObject())) {
+                throw ProfileError("drive patch: not a JSON object: " + drive_patch);
+            }
+            if (!drive_patch.empty()) {
+                Merge(combined, given);
+            }
+            patch = Json::writeString(Json::StreamWriterBuilder(), combined);
+        }
+        Profile profile = LoadProfile(folder + "/" + root["same as"].asString(), patch);
         profile.path = path;
         return profile;
     }
