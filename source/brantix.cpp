@@ -135,6 +135,39 @@ void ParseArguments(const std::vector<std::string>& args, CommandLine& line) {
     }
 }
 
+}  // namespace
+
+std::string ExamplesFolder() {
+    std::error_code error;
+    const std::filesystem::path binary = std::filesystem::read_symlink("/proc/self/exe", error);
+    const std::string folder = binary.parent_path().lexically_normal().string();
+    const std::string tree = BRANTIX_BUILD_TREE;
+    if (!error && folder.rfind(tree + "/", 0) == 0) {
+        return BRANTIX_REPOSITORY_EXAMPLES;
+    }
+    return (binary.parent_path().parent_path() / "share" / "brantix").lexically_normal().string();
+}
+
+std::string FindInputFile(const std::string& name, std::string& looked) {
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(name, ignored)) {
+        return name;
+    }
+    const std::string here = std::filesystem::absolute(name).lexically_normal().string();
+    if (std::filesystem::path(name).is_absolute()) {
+        looked = here;
+        return "";
+    }
+    const std::string example = (std::filesystem::path(ExamplesFolder()) / name).lexically_normal().string();
+    if (std::filesystem::is_regular_file(example, ignored)) {
+        return example;
+    }
+    looked = here + " and " + example;
+    return "";
+}
+
+namespace {
+
 // The absolute form of a directory given on the command line, without a
 // trailing separator or "." and ".." steps.
 std::string AbsoluteDirectory(const std::string& directory) {
@@ -285,8 +318,8 @@ std::string ResolveDrive(const std::string& requested) {
     return drive;
 }
 
-void LogLines(const std::vector<const char*>& lines) {
-    for (const char* text : lines) {
+void LogLines(const std::vector<std::string>& lines) {
+    for (const auto& text : lines) {
         LOG_INFO << text;
     }
 }
@@ -339,9 +372,13 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     if (cmdFileName.find(".cmd.json") == std::string::npos) {
         cmdFileName += ".cmd.json";
     }
-    if (!std::filesystem::exists(cmdFileName)) {
-        throw orka::UsageError("Did not find command file: " + cmdFileName + "\n");
+    std::string looked;
+    const std::string found = FindInputFile(cmdFileName, looked);
+    if (found.empty()) {
+        throw orka::UsageError("Did not find command file: " + cmdFileName + " (looked for " + looked +
+                               ")\n");
     }
+    cmdFileName = found;
     Json::Value cmdFile;
     std::string fault = orka::ParseJsonFile(cmdFileName, cmdFile);
     // Every key lookup below needs an object; anything else is no command file.
@@ -463,6 +500,9 @@ void DisplayUsage(bool verbose) {
             " ",
             "   -u, --usage                     Display this usage information",
             "   -h, --help                      Display verbose help information",
+            "                                   Command and rules files not found in the current directory",
+            "                                   are taken from the examples folder:",
+            "                                         " + ExamplesFolder(),
             "   -x                              Extra logging for debug to console and brantix.trace.log",
             "   -v                              Verbose logging to console and brantix.trace.log",
             " ",

@@ -206,10 +206,13 @@ int Read(Json::Value& settings) {
         if (rules_file.find(".rules.json") == std::string::npos) {
             rules_file += ".rules.json";
         }
-        rules_file = AbsolutePath(rules_file);
-        if (!std::filesystem::exists(rules_file)) {
-            throw orka::UsageError("Failed to find rules file: " + rules_file);
+        std::string looked;
+        const std::string found = FindInputFile(rules_file, looked);
+        if (found.empty()) {
+            throw orka::UsageError("Failed to find rules file: " + rules_file + " (looked for " + looked +
+                                   ")");
         }
+        rules_file = AbsolutePath(found);
         settings["rules file"] = rules_file;
         orka::LoadRulesFile(rules_file, settings["rules"]);
     }

@@ -290,7 +290,9 @@ TEST(Faults, BrokenInputsAndDrives) {
         {"{}", "x.cmd.json",
          testing_support::CommandFile("sanitize-block", {R"({"sanitize type": "erase"})"}), 16,
          "Unsupported sanitize type: erase"},
-        {R"({"rules file": "absent"})", "", "", 16, "Failed to find rules file: <dir>/absent.rules.json"},
+        {R"({"rules file": "absent"})", "", "", 16,
+         "Failed to find rules file: absent.rules.json (looked for <dir>/absent.rules.json and " +
+             std::string(BRANTIX_SOURCE_DIR) + "/commands/absent.rules.json)"},
         {rules, "r.rules.json", "", 17, bad_rules + empty},
         {rules, "r.rules.json", deep, 17, bad_rules + too_deep},
         {rules, "r.rules.json", "[]", 17,

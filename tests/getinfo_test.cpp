@@ -208,10 +208,10 @@ TEST(ReadCommand, NamespacesAndTotalSize) {
     }
 }
 
-// The shipped read and health rules: the demo drive passes them, the worn drive fails them with 22 on its
-// raised critical warning flags and its worn figures.
+// `brantix read -r health` in an empty folder takes the example read and health rules from the examples
+// folder: the demo drive passes them, the worn drive fails them with 22 on its raised critical warning flags
+// and its worn figures.
 TEST(ReadCommand, ShippedHealthRulesPassTheDemoAndFailTheWornDrive) {
-    const std::string rules = std::string(BRANTIX_SOURCE_DIR) + "/commands/health";
     for (const auto& [profile, rc, failed] : std::vector<std::tuple<std::string, int, Names>>{
              {"demo", 0, {}},
              {"worn",
@@ -225,8 +225,7 @@ TEST(ReadCommand, ShippedHealthRulesPassTheDemoAndFailTheWornDrive) {
                " Failed rule 'Minutes Throttled <= 1440 Min' with value '3,753.0 Min'"}}}) {
         SCOPED_TRACE(profile);
         testing_support::RunOptions options;
-        options.args = {"read", "-r", rules};
-        options.files["read.cmd.json"] = testing_support::CommandFile("read");
+        options.args = {"read", "-r", "health"};
         const auto run = testing_support::RunBrantixOnProfile(profile, options);
         EXPECT_EQ(run.exit_code, rc) << run.console;
         Names lines;
