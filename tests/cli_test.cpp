@@ -262,33 +262,30 @@ TEST(CommandLine, ExportWritesTheCatalogueThenGoesOn) {
 // "Keys of ..." line up to the next heading, the type from the next table cell or the brackets; a range "X
 // 01h" ... "X 18h" stands for every key between.
 std::set<std::string> DocumentedKeys(const std::string& file) {
-    std::set<std::string> keys;
-    const std::regex heading(R"(Keys of `?(every|read|self-test|sanitize))");
+    const std::regex heading("Keys of `?([a-z-]+)");
     const std::regex row(R"(^\|? ?("[^|(]*") (?:\| |\()(\w+))");
-    const std::regex range(R"x("([^"]*) ([0-9A-F]{2})h" \.\.\. "[^"]* ([0-9A-F]{2})h")x");
+    const std::regex range(R"x("(.*) ([0-9A-F]{2})h" \.\.\. ".* ([0-9A-F]{2})h")x");
+    const std::regex quoted("\"([^\"]+)\"");
+    std::set<std::string> keys;
     std::string section;
     std::smatch match;
+    std::smatch span;
     for (const auto& line : testing_support::Lines(testing_support::ReadFile(file))) {
-        if (std::regex_search(line, match, heading)) {
-            section = match[1];
-        } else if (line.rfind('#', 0) == 0) {
-            section.clear();
+        if (std::regex_search(line, match, heading) || line.rfind('#', 0) == 0) {
+            section = match.empty() ? "" : match[1].str();
         } else if (!section.empty() && std::regex_search(line, match, row)) {
             const std::string names = match[1];
-            const std::string type = match[2];
-            std::smatch span;
-            if (std::regex_search(names, span, range)) {
-                for (int id = std::stoi(span[2], nullptr, 16); id <= std::stoi(span[3], nullptr, 16); ++id) {
-                    char hex[4];
-                    std::snprintf(hex, sizeof hex, "%02X", id);
-                    keys.insert(section + "|" + span[1].str() + " " + hex + "h|" + type);
-                }
-                continue;
+            const std::string prefix = section + "|";
+            const bool ranged = std::regex_search(names, span, range);
+            for (int id = ranged ? std::stoi(span[2], nullptr, 16) : 1;
+                 ranged && id <= std::stoi(span[3], nullptr, 16); ++id) {
+                char key[80];
+                std::snprintf(key, sizeof key, "%s %02Xh|", span[1].str().c_str(), id);
+                keys.insert(prefix + key + match[2].str());
             }
-            const std::regex quoted("\"([^\"]+)\"");
-            for (auto it = std::sregex_iterator(names.begin(), names.end(), quoted);
-                 it != std::sregex_iterator(); ++it) {
-                keys.insert(section + "|" + (*it)[1].str() + "|" + type);
+            for (std::sregex_iterator it(names.begin(), names.end(), quoted), end; !ranged && it != end;
+                 ++it) {
+                keys.insert(prefix + (*it)[1].str() + "|" + match[2].str());
             }
         }
     }
