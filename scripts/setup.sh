@@ -16,6 +16,7 @@ PACKAGES=(
     libgtest-dev
     libgmock-dev
     nvme-cli
+    smartmontools
     clang-format
     go-md2man
     clang

@@ -3,13 +3,17 @@
 #include "brantix.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
+#include <map>
 #include <vector>
 
 #include "orka.h"
 #include "orka_data.h"
 #include "orka_linux.h"
 #include "orka_nvme.h"
+#include "orka_settings.h"
 
 const std::string APP_NAME = "brantix";
 const std::string APP_VERSION = "0.9.8.0";
@@ -22,20 +26,14 @@ const std::string APP_COPYRIGHT = "Copyright (c) 2026 the brantix authors";
 const std::string APP_SITE = "https://brantix.example.org";
 const std::string APPHEADER_LINE(128, '-');
 
-// A value not given on the command line.
-constexpr int NOT_GIVEN = -1;
-
 struct CommandLine {
     std::string text;
     std::string cmdFile = "read";
-    std::string compareFile;
-    std::string rulesFile;
-    std::string metricsFile;
     std::string logDirectory = ".";
     std::string drive = "*";
-    int samples = NOT_GIVEN;
-    int interval = NOT_GIVEN;
-    bool extended = false;
+    // The options given that replace a command file key, in the order of the option table, with
+    // the value each sets.
+    std::map<const orka::CommandLineOption*, Json::Value> overrides;
     std::string pendingError;
 };
 
@@ -61,51 +59,114 @@ void ExportParameters() {
     orka::WriteJsonFile("parameter_list.json", list);
 }
 
-// Walks the arguments left to right. Help and usage requests and missing
-// values throw at once; anything not understood is only remembered.
-void ParseArguments(const std::vector<std::string>& args, CommandLine& line) {
-    const auto valueOf = [&args](std::size_t& i) -> const std::string& {
-        if (i + 1 >= args.size()) {
-            throw orka::UsageError(args[i] + " is missing a value");
+// The value of a numeric option: -1 for "not given", else a whole number that fits in 32 bits, and
+// for a count at least 1.
+Json::Value NumberValue(const std::string& option, const std::string& text, orka::OptionKind kind) {
+    if (text == "-1") {
+        return Json::Value();
+    }
+    const bool digits = !text.empty() && text.size() <= 10 &&
+                        std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    const unsigned long long value = digits ? std::stoull(text) : 0;
+    if (!digits || value > 0xFFFFFFFFull || (kind == orka::OptionKind::count && value == 0)) {
+        throw orka::UsageError("Invalid value for " + option + ": '" + text + "'");
+    }
+    return Json::Value(static_cast<Json::UInt>(value));
+}
+
+const orka::CommandLineOption* FindOption(const std::string& arg) {
+    for (const auto& option : orka::CommandLineOptions()) {
+        if (arg == option.short_name || arg == option.long_name) {
+            return &option;
         }
-        return args[++i];
-    };
+    }
+    return nullptr;
+}
+
+// Walks the arguments left to right. Help and usage requests, missing and bad values throw at once;
+// anything not understood is only remembered.
+void ParseArguments(const std::vector<std::string>& args, CommandLine& line) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
+        const orka::CommandLineOption* option = arg.empty() ? nullptr : FindOption(arg);
         if (i == 0 && arg.rfind("-", 0) != 0) {
             line.cmdFile = arg;
-        } else if (arg == "--dir" || arg == "-d") {
-            line.logDirectory = valueOf(i);
-        } else if (arg == "--nvme" || arg == "-n") {
-            line.drive = valueOf(i);
-        } else if (arg == "--compare" || arg == "-c") {
-            line.compareFile = valueOf(i);
-        } else if (arg == "--rules" || arg == "-r") {
-            line.rulesFile = valueOf(i);
-        } else if (arg == "--metrics") {
-            line.metricsFile = valueOf(i);
-        } else if (arg == "--samples" || arg == "-s") {
-            line.samples = std::stoi(valueOf(i), nullptr, 10);
-        } else if (arg == "--interval" || arg == "-i") {
-            line.interval = std::stoi(valueOf(i), nullptr, 10);
-        } else if (arg == "--extended" || arg == "-e") {
-            line.extended = true;
-        } else if (arg == "--export") {
+            continue;
+        }
+        if (option == nullptr) {
+            line.pendingError = "Invalid parameter on command line: '" + arg + "'\n";
+            continue;
+        }
+        std::string text;
+        if (option->kind == orka::OptionKind::text || option->kind == orka::OptionKind::number ||
+            option->kind == orka::OptionKind::count) {
+            if (i + 1 >= args.size()) {
+                throw orka::UsageError(arg + " is missing a value");
+            }
+            text = args[++i];
+        }
+        if (!option->setting.empty()) {
+            Json::Value value = true;
+            if (option->kind == orka::OptionKind::text) {
+                value = text;
+            } else if (option->kind != orka::OptionKind::flag) {
+                value = NumberValue(arg, text, option->kind);
+            }
+            // An empty text or -1 leaves the command file's value in place.
+            if (!value.isNull() && value != "") {
+                line.overrides[option] = value;
+            }
+        } else if (option->long_name == "--dir") {
+            line.logDirectory = text;
+        } else if (option->long_name == "--nvme") {
+            line.drive = text;
+        } else if (option->long_name == "--export") {
             orka::ExpandParameterCatalogue();
             ExportParameters();
-        } else if (arg == "--help" || arg == "-h") {
+        } else if (option->long_name == "--help") {
             throw orka::UsageError("help");
-        } else if (arg == "--usage" || arg == "-u") {
+        } else if (option->long_name == "--usage") {
             throw orka::UsageError("usage");
         } else if (arg == "-v") {
             orka::SetLogSeverity(orka::Severity::verbose);
         } else if (arg == "-x") {
             orka::SetLogSeverity(orka::Severity::debug);
-        } else {
-            line.pendingError = "Invalid parameter on command line: '" + arg + "'\n";
         }
     }
 }
+
+}  // namespace
+
+std::string ExamplesFolder() {
+    std::error_code error;
+    const std::filesystem::path binary = std::filesystem::read_symlink("/proc/self/exe", error);
+    const std::string folder = binary.parent_path().lexically_normal().string();
+    const std::string tree = BRANTIX_BUILD_TREE;
+    if (!error && folder.rfind(tree + "/", 0) == 0) {
+        return BRANTIX_REPOSITORY_EXAMPLES;
+    }
+    return (binary.parent_path().parent_path() / "share" / "brantix").lexically_normal().string();
+}
+
+std::string FindInputFile(const std::string& name, std::string& looked) {
+    std::error_code ignored;
+    if (std::filesystem::is_regular_file(name, ignored)) {
+        return name;
+    }
+    const std::string here = std::filesystem::absolute(name).lexically_normal().string();
+    if (std::filesystem::path(name).is_absolute()) {
+        looked = here;
+        return "";
+    }
+    const std::string example = (std::filesystem::path(ExamplesFolder()) / name).lexically_normal().string();
+    if (std::filesystem::is_regular_file(example, ignored)) {
+        return example;
+    }
+    looked = here + " and " + example;
+    return "";
+}
+
+namespace {
 
 // The absolute form of a directory given on the command line, without a
 // trailing separator or "." and ".." steps.
@@ -117,23 +178,117 @@ std::string AbsoluteDirectory(const std::string& directory) {
     return path;
 }
 
-// The settings a command type may not be combined with.
-void RefuseReadOptions(const std::string& type, const Json::Value& settings, const CommandLine& line) {
-    if (!settings["rules file"].asString().empty()) {
-        throw orka::UsageError("Command type " + type + " does not use rules file");
+// The bit of a command type in the key and option tables; 0 for a type no run reaches.
+unsigned int CommandBit(const std::string& type) {
+    if (type == "read") {
+        return orka::READ_COMMAND;
     }
-    if (!settings["compare file"].asString().empty()) {
-        throw orka::UsageError("Command type " + type + " does not use compare file");
+    if (type == "self-test") {
+        return orka::SELF_TEST_COMMAND;
     }
-    if (!line.metricsFile.empty()) {
-        throw orka::UsageError("Command type " + type + " does not use --metrics");
+    return type == "sanitize" ? orka::SANITIZE_COMMAND : 0;
+}
+
+// The options and merged settings a command type may not be combined with.
+void RefuseOtherOptions(const std::string& type, const Json::Value& settings, const CommandLine& line) {
+    if (type != "read") {
+        for (const char* key : {"rules file", "compare file"}) {
+            if (settings.isMember(key) && settings[key] != Json::Value("")) {
+                throw orka::UsageError("Command type " + type + " does not use " + key);
+            }
+        }
     }
-    if (line.samples != NOT_GIVEN) {
-        throw orka::UsageError("Command type " + type + " does not use --samples");
+    for (const auto& [option, value] : line.overrides) {
+        if ((option->commands & CommandBit(type)) == 0) {
+            throw orka::UsageError("Command type " + type + " does not use " + option->long_name);
+        }
     }
-    if (line.interval != NOT_GIVEN) {
-        throw orka::UsageError("Command type " + type + " does not use --interval");
+}
+
+// The value as one line of JSON text.
+std::string JsonText(const Json::Value& value) {
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    return Json::writeString(writer, value);
+}
+
+// What a value of the type must be, or empty when `value` is one.
+std::string TypeFault(orka::SettingType type, const Json::Value& value) {
+    switch (type) {
+        case orka::SettingType::boolean:
+            return value.isBool() ? "" : "true or false";
+        case orka::SettingType::number:
+            return value.isUInt() ? "" : "an unsigned number";
+        case orka::SettingType::count:
+            return !value.isUInt() ? "an unsigned number" : value.asUInt() == 0 ? "1 or more" : "";
+        case orka::SettingType::text:
+            return value.isString() ? "" : "a string";
+        case orka::SettingType::object:
+            return value.isObject() ? "" : "an object";
     }
+    return "";
+}
+
+// The optimal string alignment distance: edits, with a swap of two neighbours counting as one.
+std::size_t EditDistance(const std::string& a, const std::string& b) {
+    std::vector<std::vector<std::size_t>> d(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    for (std::size_t i = 0; i <= a.size(); ++i) {
+        for (std::size_t j = 0; j <= b.size(); ++j) {
+            if (i == 0 || j == 0) {
+                d[i][j] = i + j;
+                continue;
+            }
+            d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + (a[i - 1] != b[j - 1])});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
+            }
+        }
+    }
+    return d[a.size()][b.size()];
+}
+
+// Warns of every key no command type knows, naming the nearest key of this command type when one
+// is close enough to be a slip of the keyboard. The run goes on.
+void WarnOfUnknownKeys(const Json::Value& file, const std::string& type) {
+    const auto& keys = orka::CommandFileKeys();
+    for (const auto& name : file.getMemberNames()) {
+        if (std::any_of(keys.begin(), keys.end(), [&name](const auto& key) { return key.name == name; })) {
+            continue;
+        }
+        std::string nearest;
+        std::size_t best = 2 + name.size() / 4;
+        for (const auto& key : keys) {
+            const std::size_t distance = EditDistance(name, key.name);
+            if ((key.commands & CommandBit(type)) != 0 && distance < best) {
+                best = distance;
+                nearest = key.name;
+            }
+        }
+        LOG_WARNING << "'" << name << "' is not a " << type << " setting"
+                    << (nearest.empty() ? "" : "; did you mean '" + nearest + "'?");
+    }
+}
+
+// One line for each key of the command type that is missing or holds a value of the wrong type.
+std::string KeyFaults(const Json::Value& file, const std::string& type) {
+    std::string faults;
+    for (const auto& key : orka::CommandFileKeys()) {
+        if ((key.commands & CommandBit(type)) == 0) {
+            continue;
+        }
+        if (!file.isMember(key.name)) {
+            if (key.required) {
+                faults += "Invalid cmd file, missing parameter '" + key.name + "' required for '" + type +
+                          "' cmd type \n";
+            }
+            continue;
+        }
+        const std::string fault = TypeFault(key.type, file[key.name]);
+        if (!fault.empty()) {
+            faults += "'" + key.name + "' must be " + fault + ", not " + JsonText(file[key.name]) + "\n";
+        }
+    }
+    return faults;
 }
 
 // The drive number of an --nvme value: "1", "nvme1" and "/dev/nvme1" all name
@@ -196,8 +351,8 @@ std::string ResolveDrive(const std::string& requested, bool named_only) {
     return drive;
 }
 
-void LogLines(const std::vector<const char*>& lines) {
-    for (const char* text : lines) {
+void LogLines(const std::vector<std::string>& lines) {
+    for (const auto& text : lines) {
         LOG_INFO << text;
     }
 }
@@ -221,12 +376,15 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     const std::string logDirectory = AbsoluteDirectory(line.logDirectory);
     // A path that exists but takes no files (a regular file, a folder without
     // write access) counts as a log directory that could not be made.
-    bool directoryMade = orka::MakeDirectoryTree(logDirectory) == 0;
-    if (directoryMade) {
+    const int madeError = orka::MakeDirectoryTree(logDirectory);
+    std::string directoryFault = madeError == 0 ? "" : std::strerror(madeError);
+    if (directoryFault.empty()) {
         const std::string traceFile = (std::filesystem::path(logDirectory) / "brantix.trace.log").string();
-        directoryMade = orka::SwitchTraceLogFile(traceFile);
-        if (directoryMade) {
+        errno = 0;
+        if (orka::SwitchTraceLogFile(traceFile)) {
             orka::TRACELOG_NAME = traceFile;
+        } else {
+            directoryFault = std::strerror(errno != 0 ? errno : EACCES);
         }
     }
 
@@ -239,26 +397,29 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     if (!line.pendingError.empty()) {
         throw orka::UsageError(line.pendingError);
     }
-    if (!directoryMade) {
-        throw orka::UsageError("Failed to make log directory: " + logDirectory);
+    if (!directoryFault.empty()) {
+        throw orka::UsageError("Failed to make log directory: " + logDirectory + ": " + directoryFault);
     }
 
     std::string cmdFileName = line.cmdFile;
     if (cmdFileName.find(".cmd.json") == std::string::npos) {
         cmdFileName += ".cmd.json";
     }
-    if (!std::filesystem::exists(cmdFileName)) {
-        throw orka::UsageError("Did not find command file: " + cmdFileName + "\n");
+    std::string looked;
+    const std::string found = FindInputFile(cmdFileName, looked);
+    if (found.empty()) {
+        throw orka::UsageError("Did not find command file: " + cmdFileName + " (looked for " + looked +
+                               ")\n");
     }
+    cmdFileName = found;
     Json::Value cmdFile;
-    try {
-        orka::ReadJsonFile(cmdFileName, cmdFile);
-    } catch (...) {
-        throw orka::UsageError("Failed to parse JSON in command file: " + cmdFileName);
-    }
+    std::string fault = orka::ParseJsonFile(cmdFileName, cmdFile);
     // Every key lookup below needs an object; anything else is no command file.
-    if (!cmdFile.isObject()) {
-        throw orka::UsageError("Failed to parse JSON in command file: " + cmdFileName);
+    if (fault.empty() && !cmdFile.isObject()) {
+        fault = "not a JSON object";
+    }
+    if (!fault.empty()) {
+        throw orka::UsageError("Failed to parse JSON in command file: " + cmdFileName + ": " + fault);
     }
     LOG_INFO << " Command file:   " << std::filesystem::absolute(cmdFileName).lexically_normal().string();
 
@@ -271,52 +432,23 @@ void GetAppParameters(unsigned int argc, const char** argv, Json::Value& setting
     }
     settings["common"]["log directory"] = logDirectory;
     settings["common"]["drive"] = line.drive;
-    if (!line.compareFile.empty()) {
-        settings["compare file"] = line.compareFile;
-    }
-    if (!line.rulesFile.empty()) {
-        settings["rules file"] = line.rulesFile;
-    }
-    if (!line.metricsFile.empty()) {
-        settings["metrics file"] = line.metricsFile;
-    }
-    if (line.samples != NOT_GIVEN) {
-        settings["samples"] = line.samples;
-    }
-    if (line.interval != NOT_GIVEN) {
-        settings["interval in ms"] = line.interval;
-    }
-    if (line.extended) {
-        settings["extended self-test"] = true;
+    for (const auto& [option, value] : line.overrides) {
+        settings[option->setting] = value;
     }
 
-    const Json::Value& file = cmdFile;
-    const std::string type = file["command type"].asString();
-    const std::vector<std::string>* required = nullptr;
-    if (type == "read") {
-        required = &orka::READINFO_PARAMETERS;
-        if (line.extended) {
-            throw orka::UsageError("Command type read does not use --extended");
-        }
-    } else if (type == "self-test") {
-        required = &orka::SELFTEST_PARAMETERS;
-        RefuseReadOptions(type, settings, line);
-    } else if (type == "sanitize") {
-        required = &orka::SANITIZE_PARAMETERS;
-        RefuseReadOptions(type, settings, line);
-    } else {
+    // Every check of the command file ends here, before the drive is looked for.
+    if (cmdFile.isMember("command type") && !cmdFile["command type"].isString()) {
+        throw orka::UsageError("'command type' must be a string, not " + JsonText(cmdFile["command type"]));
+    }
+    const std::string type = cmdFile["command type"].asString();
+    if (CommandBit(type) == 0) {
         throw orka::UsageError("cmd file contains illegal cmd type: " + type);
     }
-
-    std::string missing;
-    for (const auto& key : *required) {
-        if (!cmdFile.isMember(key)) {
-            missing +=
-                "Invalid cmd file, missing parameter '" + key + "' required for '" + type + "' cmd type \n";
-        }
-    }
-    if (!missing.empty()) {
-        throw orka::UsageError(missing);
+    RefuseOtherOptions(type, settings, line);
+    WarnOfUnknownKeys(cmdFile, type);
+    const std::string faults = KeyFaults(cmdFile, type);
+    if (!faults.empty()) {
+        throw orka::UsageError(faults);
     }
 
     const std::string drive = ResolveDrive(line.drive, type == "sanitize");
@@ -407,6 +539,9 @@ void DisplayUsage(bool verbose) {
             " ",
             "   -u, --usage                     Display this usage information",
             "   -h, --help                      Display verbose help information",
+            "                                   Command and rules files not found in the current directory",
+            "                                   are taken from the examples folder:",
+            "                                         " + ExamplesFolder(),
             "   -x                              Extra logging for debug to console and brantix.trace.log",
             "   -v                              Verbose logging to console and brantix.trace.log",
             " ",
@@ -514,5 +649,8 @@ int main(int argc, const char** argv) {
     } else {
         LOG_FATAL << "[FAIL] " << APP_NAME << " returned " << rc;
     }
+    // A run refused before its log directory was known leaves its trace in the current folder, beside
+    // (never over) a trace log already there.
+    orka::WriteHeldTraceLog();
     return rc;
 }

@@ -13,6 +13,12 @@ extern const std::string APP_VERSION;
 
 // Builds the settings object from the command line and the command file.
 void GetAppParameters(unsigned int argc, const char** argv, Json::Value& settings);
+// The folder of the example command and rules files: <binary's folder>/../share/brantix, or the
+// repository's commands/ folder for a binary in the build tree.
+std::string ExamplesFolder();
+// `name` as found: the path itself when it exists (relative to the current folder), else the file of
+// that name in the examples folder. Empty when neither exists; `looked` then names both places.
+std::string FindInputFile(const std::string& name, std::string& looked);
 // Prints the brief usage text (false) or the verbose help (true).
 void DisplayUsage(bool verbose);
 // Writes a summary document to a path.

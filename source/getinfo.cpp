@@ -3,15 +3,18 @@
 #include <malloc.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <thread>
 
 #include "brantix.h"
+#include "operation.h"
 #include "orka.h"
 #include "orka_data.h"
 #include "orka_linux.h"
@@ -34,14 +37,15 @@ const char* const SAMPLE_VALUES[] = {"Composite Temperature",
                                      "Controller Busy Time",
                                      "Host Timestamp"};
 
-// The handler only raises the flag: the sample loop reports the interrupt when it sees it, so no
-// logging (which allocates and locks) runs inside the handler.
-void handleCtrlC(int) {
-    GLOBAL_EXIT_GRACEFULLY = 1;
-}
-
-[[maybe_unused]] void handleCtrlBreak(int) {
-    GLOBAL_EXIT_GRACEFULLY = 1;
+// Sleeps until `wake`, waking early once a signal has asked the run to end.
+void SleepUntilOrInterrupted(const orka::TimePoint& wake) {
+    constexpr auto STEP = std::chrono::milliseconds(100);
+    while (GLOBAL_EXIT_GRACEFULLY == 0 && Clock::now() + STEP < wake) {
+        std::this_thread::sleep_for(STEP);
+    }
+    if (GLOBAL_EXIT_GRACEFULLY == 0) {
+        std::this_thread::sleep_until(wake);
+    }
 }
 
 // The named parameter of a sample, or null; reads without adding members.
@@ -142,7 +146,8 @@ class CommandTimesSpool {
     explicit CommandTimesSpool(const std::string& summary_path)
         : path_(summary_path + ".commands-" + std::to_string(::getpid())), out_(path_, std::ios::trunc) {
         if (!out_.is_open()) {
-            throw orka::OrkaError("Could not open file to write JSON data to '" + path_ + "'");
+            throw orka::OrkaError("Could not open file to write JSON data to '" + path_ +
+                                  "': " + std::strerror(errno != 0 ? errno : EACCES));
         }
     }
     ~CommandTimesSpool() { std::remove(path_.c_str()); }
@@ -204,7 +209,9 @@ class CommandTimesSpool {
 
 int Read(Json::Value& settings) {
     LOG_VERBOSE << "read command started...";
-    std::signal(SIGINT, handleCtrlC);
+    // Ctrl-C, SIGTERM (a service stopped) and SIGHUP (a closed terminal) end the run after the sample in
+    // hand, with the summary written and no temporary file left.
+    InterruptFlag interrupt;
 
     orka::ORKA_NVME_IDENTIFY_CONTROLLER_DATA controller{};
     Json::Value summary;
@@ -221,10 +228,13 @@ int Read(Json::Value& settings) {
         if (rules_file.find(".rules.json") == std::string::npos) {
             rules_file += ".rules.json";
         }
-        rules_file = AbsolutePath(rules_file);
-        if (!std::filesystem::exists(rules_file)) {
-            throw orka::UsageError("Failed to find rules file: " + rules_file);
+        std::string looked;
+        const std::string found = FindInputFile(rules_file, looked);
+        if (found.empty()) {
+            throw orka::UsageError("Failed to find rules file: " + rules_file + " (looked for " + looked +
+                                   ")");
         }
+        rules_file = AbsolutePath(found);
         settings["rules file"] = rules_file;
         orka::LoadRulesFile(rules_file, settings["rules"]);
     }
@@ -237,11 +247,18 @@ int Read(Json::Value& settings) {
             throw orka::UsageError("Failed to find compare file: " + compare_file);
         }
         settings["compare file"] = compare_file;
-        orka::ReadJsonFile(compare_file, reference);
+        std::string fault = orka::ParseJsonFile(compare_file, reference);
         const Json::Value& file = reference;
-        if (!file.isObject() || !file["_metadata"].isObject() ||
-            file["_metadata"]["file type"] != "nvme info") {
-            throw orka::UsageError("Invalid compare file: " + compare_file);
+        if (!fault.empty()) {
+            fault = "not JSON: " + fault;
+        } else if (!file.isObject() || !file["_metadata"].isObject() ||
+                   file["_metadata"]["file type"] != "nvme info") {
+            fault = "not a drive information file (its \"_metadata\" has no \"file type\" \"nvme info\")";
+        } else if (!file["nvme"].isObject() || !file["nvme"]["parameters"].isObject()) {
+            fault = "no \"nvme\" / \"parameters\" object";
+        }
+        if (!fault.empty()) {
+            throw orka::UsageError("Invalid compare file: " + compare_file + ": " + fault);
         }
     }
     const Json::Value rules = settings["rules"];
@@ -367,7 +384,7 @@ int Read(Json::Value& settings) {
         const bool interrupted = GLOBAL_EXIT_GRACEFULLY != 0;
         if (interrupted) {
             LOG_INFO << " ";
-            LOG_INFO << " <CTRL C> detected, gracefully exiting";
+            LOG_INFO << InterruptFlag::Description();
         }
         const bool failed = !failure.empty();
         if (interrupted || (failed && errors < fail_limit) || sample == 1 || sample == samples ||
@@ -389,7 +406,7 @@ int Read(Json::Value& settings) {
         }
 
         errors += failed ? 1 : 0;
-        std::this_thread::sleep_until(wake);
+        SleepUntilOrInterrupted(wake);
         wake += std::chrono::milliseconds(interval);
         timestamp = orka::GetTimestamp(false);
         if (display_rate != 0 && sample % display_rate == 0) {

@@ -16,8 +16,10 @@ std::string DataUnitsText(const unsigned char* bytes) {
     return orka::ToBigFloatNumberString(units * 512 / 1000 / 1000, 3) + " GB";
 }
 
-void OnInterrupt(int) {
-    GLOBAL_EXIT_GRACEFULLY = 1;
+// Only raises the flag: the loops report the signal when they see it, so no logging (which allocates
+// and locks) runs inside the handler.
+void OnInterrupt(int signal) {
+    GLOBAL_EXIT_GRACEFULLY = signal;
 }
 
 }  // namespace
@@ -79,12 +81,26 @@ orka::TimePoint PollSchedule::WaitForNextPoll() {
     return due_;
 }
 
-InterruptFlag::InterruptFlag() : previous_(std::signal(SIGINT, OnInterrupt)) {
+InterruptFlag::InterruptFlag() : previous_() {
     GLOBAL_EXIT_GRACEFULLY = 0;
+    for (std::size_t i = 0; i < std::size(SIGNALS); ++i) {
+        previous_[i] = std::signal(SIGNALS[i], OnInterrupt);
+    }
 }
 
 InterruptFlag::~InterruptFlag() {
-    std::signal(SIGINT, previous_ == SIG_ERR ? SIG_DFL : previous_);
+    for (std::size_t i = 0; i < std::size(SIGNALS); ++i) {
+        std::signal(SIGNALS[i], previous_[i] == SIG_ERR ? SIG_DFL : previous_[i]);
+    }
+}
+
+std::string InterruptFlag::Description() {
+    const int signal = GLOBAL_EXIT_GRACEFULLY;
+    if (signal == SIGTERM) {
+        return " <SIGTERM> detected, gracefully exiting";
+    }
+    return signal == SIGHUP ? " <SIGHUP> detected, gracefully exiting"
+                            : " <CTRL C> detected, gracefully exiting";
 }
 
 bool InterruptFlag::Raised() {

@@ -43,8 +43,8 @@ class PollSchedule {
     orka::TimePoint due_;
 };
 
-// Points SIGINT at GLOBAL_EXIT_GRACEFULLY while it lives; the previous handler
-// comes back afterwards.
+// Points SIGINT, SIGTERM and SIGHUP at GLOBAL_EXIT_GRACEFULLY (which takes the
+// signal's number) while it lives; the previous handlers come back afterwards.
 class InterruptFlag {
   public:
     InterruptFlag();
@@ -52,9 +52,12 @@ class InterruptFlag {
     InterruptFlag(const InterruptFlag&) = delete;
     InterruptFlag& operator=(const InterruptFlag&) = delete;
     static bool Raised();
+    // The console line for the signal that was raised.
+    static std::string Description();
 
   private:
-    void (*previous_)(int);
+    static constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+    void (*previous_[3])(int);
 };
 
 // A log page read that keeps failing is given up after this many reads in a

@@ -118,8 +118,9 @@ TEST(Faults, EachCommandOfASampleFailingAlone) {
 
 // Runs cut short: the drive vanishing part way ("vanish=N": gone after N commands) or refusing the
 // operations' Identify, Ctrl-C at each phase of an operation (once the journal shows `count` commands with
-// `opcode`; the Ctrl-C once it has started is among each operation's own cases), and log directories that
-// cannot be made or take no file (a log directory below a file is among the refused command lines).
+// `opcode`; the Ctrl-C once it has started is among each operation's own cases), SIGTERM and SIGHUP raised
+// by the simulator as a command completes, and log directories that cannot be made or take no file (a log
+// directory below a file is among the refused command lines). No run leaves a temporary file.
 TEST(Faults, RunsCutShort) {
     const std::string aborted = " SELF-TEST PASSED";
     const std::string monitoring = "Sanitize monitoring was interrupted; the drive goes on sanitizing";
@@ -159,7 +160,13 @@ TEST(Faults, RunsCutShort) {
         {"read", "", 0x02, 1, "", 0, ctrl_c},
         {"read", "", 0x0A, 1, "", 0, ctrl_c},
         {"read", "", 0x0A, 24, "", 0, ctrl_c},
-        {"read", "", 0, 0, "/proc", 16, "Failed to make log directory: /proc"},
+        // SIGTERM (a service stopped) and SIGHUP (a closed terminal) as Ctrl-C: at the SMART log of sample 3
+        // of a 5-sample read, at the first status poll of a self-test (aborted) and of a sanitize (goes on).
+        {"read", "opcode=0x02,log=0x02,after=2,signal=15", 0, 0, "", 0,
+         " <SIGTERM> detected, gracefully exiting"},
+        {"selftest-short", "opcode=0x02,log=0x06,after=1,signal=15", 0, 0, "", 0, aborted, "1,15"},
+        {"sanitize-block", "opcode=0x02,log=0x81,after=1,signal=1", 0, 0, "", 44, monitoring, "2"},
+        {"read", "", 0, 0, "/proc", 16, "Failed to make log directory: /proc: No such file or directory"},
         {"read", "", 0, 0, "read.summary.json", 17, unwritable + "read.summary.json': Is a directory"},
         {"read", "", 0, 0, "nvme.info.json", 17, unwritable + "nvme.info.json': Is a directory"},
         {"selftest-short", "", 0, 0, "selftest.summary.json", 17,
@@ -171,10 +178,13 @@ TEST(Faults, RunsCutShort) {
         SCOPED_TRACE(c.command + " " + c.faults + " " + std::to_string(c.opcode) + " " + c.blocker);
         const testing_support::TempFolder logs("faults");
         const std::string polls = R"({"self-test": {"polls": 3000}, "sanitize": {"polls": 3000}})";
-        const bool endless = c.command == "read" && c.opcode != 0;
-        RunOptions options =
-            Options(c.command, endless ? R"({"samples": 100000, "log sample rate": 0})" : "{}",
-                    c.opcode == 0 ? "" : polls);
+        const bool signalled = c.faults.find("signal") != std::string::npos;
+        const bool endless = c.command == "read" && (c.opcode != 0 || signalled);
+        RunOptions options = Options(
+            c.command,
+            endless ? R"({"log sample rate": 0, "samples": )" + std::string(signalled ? "5}" : "100000}")
+                    : "{}",
+            c.opcode == 0 ? "" : polls);
         if (c.blocker == "/proc") {
             options.args.insert(options.args.end(), {"-d", "/proc"});
         } else if (!c.blocker.empty()) {
@@ -196,7 +206,7 @@ TEST(Faults, RunsCutShort) {
         }
         EXPECT_EQ(run.exit_code, c.rc) << run.console;
         EXPECT_TRUE(HasLine(run.console, WithDir(c.message, logs.dir))) << run.console;
-        EXPECT_TRUE(c.opcode == 0 || started == c.started) << started;
+        EXPECT_TRUE((c.opcode == 0 && !signalled) || started == c.started) << started;
         if (endless) {
             const Json::Value summary = JsonFile(run, "read.summary.json");
             const unsigned int taken = summary["read details"]["sample"].size();
@@ -208,7 +218,7 @@ TEST(Faults, RunsCutShort) {
                           "PASS");
             }
         }
-        if (c.command == "read" && !c.faults.empty()) {
+        if (c.command == "read" && !c.faults.empty() && !signalled) {
             const Json::Value info = JsonFile(run, "nvme.info.json");
             EXPECT_EQ(
                 info["_metadata"]["read status"].asString(),
@@ -274,14 +284,15 @@ TEST(Faults, BrokenInputsAndDrives) {
     }
     many_rules += "]}";
     const std::string read_fails = R"({"_metadata": {"file type": "nvme info"}, "nvme": )";
-    const std::string unparsed = "Failed to parse JSON in command file: x.cmd.json";
-    const std::string bad_rules = "Failed parsing JSON data from file '<dir>/r.rules.json'";
-    const std::string bad_compare = "Failed parsing JSON data from file '<dir>/c.json'";
+    const std::string unparsed = "Failed to parse JSON in command file: x.cmd.json: ";
+    const std::string bad_rules = "Failed parsing JSON data from file '<dir>/r.rules.json': ";
+    const std::string bad_compare = "Invalid compare file: <dir>/c.json: ";
+    const std::string empty = "Line 1, Column 1: Syntax error: value, object or array expected.";
+    const std::string too_deep = "Exceeded stackLimit in readValue().";
     const std::string rules = R"({"rules file": "r.rules.json"})";
     const std::string denied =
         "Failed to open file descriptor for NVME drive '/dev/nvme0': Permission denied (run as root or as a "
-        "user "
-        "allowed to open /dev/nvme0 read-write)";
+        "user allowed to open /dev/nvme0 read-write)";
     const std::string compare = R"({"compare file": "c.json"})";
     const auto read = [](const std::string& changes) {
         return testing_support::CommandFile("read", {changes});
@@ -297,23 +308,20 @@ TEST(Faults, BrokenInputsAndDrives) {
         std::string profile = "demo";
         std::string faults = "";
     } cases[] = {
-        {"{}", "x.cmd.json", "", 16, unparsed},
-        {"{}", "x.cmd.json", R"({"command type": )", 16, unparsed},
-        {"{}", "x.cmd.json", R"(["read"])", 16, unparsed},
-        {"{}", "x.cmd.json", deep, 16, unparsed},
+        {"{}", "x.cmd.json", "", 16, unparsed + empty},
+        {"{}", "x.cmd.json", R"({"command type": )", 16,
+         unparsed + "Line 1, Column 18: Syntax error: value, object or array expected."},
+        {"{}", "x.cmd.json", R"(["read"])", 16, unparsed + "not a JSON object"},
+        {"{}", "x.cmd.json", deep, 16, unparsed + too_deep},
         {"{}", "x.cmd.json", read(R"({"padding": )" + padding + "}"), 0, " No errors found "},
-        // Keys are read with the JSON library's conversions; one that fails ends the run.
         {"{}", "x.cmd.json",
-         testing_support::CommandFile("selftest-short", {R"({"display sample interval in sec": "ten"})"}), 17,
-         "Value is not convertible to UInt."},
-        {"{}", "x.cmd.json", read(R"({"short description": {}})"), 17, "Type is not convertible to string"},
-        {"{}", "x.cmd.json", read(R"({"log hex data": "yes"})"), 22,
-         "GetNvmeInfo: Value is not convertible to bool."},
-        {"{}", "x.cmd.json", testing_support::CommandFile("sanitize-block", {R"({"sanitize type": 5})"}), 16,
-         "Unsupported sanitize type: 5", "-n 0"},
-        {R"({"rules file": "absent"})", "", "", 16, "Failed to find rules file: <dir>/absent.rules.json"},
-        {rules, "r.rules.json", "", 17, bad_rules},
-        {rules, "r.rules.json", deep, 17, bad_rules},
+         testing_support::CommandFile("sanitize-block", {R"({"sanitize type": "erase"})"}), 16,
+         "Unsupported sanitize type: erase", "-n 0"},
+        {R"({"rules file": "absent"})", "", "", 16,
+         "Failed to find rules file: absent.rules.json (looked for <dir>/absent.rules.json and " +
+             std::string(BRANTIX_SOURCE_DIR) + "/commands/absent.rules.json)"},
+        {rules, "r.rules.json", "", 17, bad_rules + empty},
+        {rules, "r.rules.json", deep, 17, bad_rules + too_deep},
         {rules, "r.rules.json", "[]", 17,
          "Invalid rules file, missing JSON 'rules' root member: <dir>/r.rules.json"},
         {rules, "r.rules.json", R"({"rules": "x"})", 17,
@@ -324,19 +332,19 @@ TEST(Faults, BrokenInputsAndDrives) {
          "Invalid rule file: <dir>/r.rules.json"},
         {rules, "r.rules.json", many_rules, 0, " No errors found "},
         {R"({"compare file": "absent.json"})", "", "", 16, "Failed to find compare file: <dir>/absent.json"},
-        {compare, "c.json", "", 17, bad_compare},
-        {compare, "c.json", deep, 17, bad_compare},
-        {compare, "c.json", "[1]", 16, "Invalid compare file: <dir>/c.json"},
+        {compare, "c.json", "", 16, bad_compare + "not JSON: " + empty},
+        {compare, "c.json", deep, 16, bad_compare + "not JSON: " + too_deep},
+        {compare, "c.json", "[1]", 16,
+         bad_compare + R"(not a drive information file (its "_metadata" has no "file type" "nvme info"))"},
         {compare, "c.json", read_fails + R"({"parameters": {"Model": 5, "Power On Hours": {"value": {}}}}})",
          22, "Compare fail: 'Model' value 'Brantix Sim Rich 2TB NVMe 1.4' does not match compare value ''"},
-        {compare, "c.json", read_fails + R"([], "padding": )" + padding + "}", 22, " Found errors"},
+        {compare, "c.json", read_fails + R"([], "padding": )" + padding + "}", 16,
+         bad_compare + R"(no "nvme" / "parameters" object)"},
         {R"({"metrics file": "missing/brantix.prom"})", "", "", 16,
          "Failed to find folder of metrics file: <dir>/missing/brantix.prom"},
-        {R"({"metrics file": 5})", "", "", 16,
-         "Invalid metrics file: the setting 'metrics file' is not a string"},
-        // A read of no samples opens the drive named and sends it nothing; a failing drive list is ignored
-        // when a drive is named, and -s -1 and -i -1 count as not given, so a self-test is not refused.
-        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "-n 1 -s 0", "read", "dual-namespace"},
+        {R"({"metrics file": 5})", "", "", 16, "'metrics file' must be a string, not 5"},
+        // A failing drive list is ignored when a drive is named, and -s -1 and -i -1 count as not given, so
+        // a self-test is not refused.
         {"{}", "", "", 17,
          "Failed to open file descriptor for NVME drive '/dev/nvme3': No such file or directory (the "
          "controller is gone; /sys/class/nvme lists those present)",
@@ -346,18 +354,15 @@ TEST(Faults, BrokenInputsAndDrives) {
         {"{}", "", "", 17, denied, "", "read", "demo", "open=13"},
         {"{}", "", "", 17, denied, "", "selftest-short", "demo", "open=13"},
         {"{}", "", "", 17, denied, "-n 0", "sanitize-block", "demo", "open=13"},
-
         // A drive is named as 1, nvme1 or /dev/nvme1; a sanitize only on a drive named.
-        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "-n nvme1 -s 0", "read", "dual-namespace"},
-        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "--nvme /dev/nvme1 -s 0", "read", "dual-namespace"},
+        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "-n nvme1", "read", "dual-namespace"},
+        {"{}", "", "", 0, " NVMe:            /dev/nvme1", "--nvme /dev/nvme1", "read", "dual-namespace"},
         {"{}", "", "", 16,
          "Invalid drive for --nvme: '/dev/nvme0n1' (give the controller as 1, nvme1 or /dev/nvme1, or * for "
          "the first one)",
          "-n /dev/nvme0n1"},
         {"{}", "", "", 16, "Sanitize needs the drive named with --nvme (it erases all data)", "-n *",
          "sanitize-block"},
-        // A number that does not parse ends the run as an unhandled exception.
-        {"{}", "", "", 17, "Unhandled Exception:\nstoi", "-s many"},
         {"{}", "", "", 18,
          "Failed to get list of NVMe drives from OS and NVMe drive not specified (eg: --nvme 0)\n"
          " Error Message: No NVMe drives found",

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <tuple>
 
 #include "support/parameters.h"
 #include "support/simulator.h"
@@ -286,6 +287,7 @@ TEST(ReadCommand, RealDriveQuirks) {
     testing_support::TempFolder folder("profiles");
     Json::Value pieces = testing_support::ProfileSource("rich-1.4");
     pieces["drives"][0]["max hw sectors kb"] = 8;
+    pieces["drives"][0]["log pages"]["02"]["CW"] = "0x00";  // no critical warning, for the health rules
     const std::string rich_pieces = folder.Write("rich-pieces.json", pieces.toStyledString());
     for (const auto& c : cases) {
         SCOPED_TRACE(c.args + " " + c.faults);
@@ -360,6 +362,28 @@ TEST(ReadCommand, ControllersOfALinuxTopology) {
                   "DRIVE 3 : Western Digital Brantix Sim Shared 4GB 4GB : nvme2n1, nvme2n2\n"
                   "DRIVE 4 : Western Digital Brantix Sim Topology 1TB 0GB : no block devices\n"
                   "DRIVE 5 [tcp] : Brantix Sim Fabric 2GB 2GB : nvme5n1\n");
+    }
+}
+
+// `brantix read -r health` in an empty folder takes the example read and health rules from the examples
+// folder: the demo drive passes them, the worn drive fails them with 22 on its raised critical warning flags
+// and its worn figures.
+TEST(ReadCommand, ShippedHealthRulesPassTheDemoAndFailTheWornDrive) {
+    for (const auto& [profile, rc, violated] : std::vector<std::tuple<std::string, int, std::string>>{
+             {"demo", 0, ""},
+             {"worn", 22,
+              "Available Space Below Threshold;NVM Subsystem Unreliable;Media in Read-only;Percentage Used;"
+              "Available Spare;Media and Data Integrity Errors;Minutes Throttled;"}}) {
+        testing_support::RunOptions options;
+        options.args = {"read", "-r", "health"};
+        const auto run = testing_support::RunBrantixOnProfile(profile, options);
+        EXPECT_EQ(run.exit_code, rc) << run.console;
+        const Json::Value info = JsonFile(run, "nvme.info.json");
+        std::string names;
+        for (const Json::Value& violation : info["rule violations"]) {
+            names += violation["name"].asString() + ";";
+        }
+        EXPECT_EQ(names, violated);
     }
 }
 

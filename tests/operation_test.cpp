@@ -171,7 +171,7 @@ TEST(OperationCommands, FollowEachOperationToItsVerdict) {
             // A sanitize interrupted is still in progress (2).
             EXPECT_EQ(last["status"].asInt(), c.interrupt ? 2 : c.final_code);
             EXPECT_EQ(last["sanitize command"].asString() + last["Composite Temperature"].asString(),
-                      "0x0000000" + c.commands + "45 C");
+                      "0x0000000" + c.commands + "38 C");
         }
     }
 }

@@ -85,4 +85,28 @@ TEST_F(SimulatedPreload, LogPagesHonourTheLengthAndTheEventLogContext) {
     close(fd);
 }
 
+// Other programs under the simulator, those linked with libselinux too (ls, stat, smartctl) (its constructor
+// reaches the hooks before the simulator's own constructors have run): they see the drive, /dev listings and
+// globbing show it, and smartctl reads the demo drive's model and serial.
+TEST(SimulatorUnderPrograms, ListingsGlobbingAndSmartctlSeeTheDrive) {
+    const testing_support::TempFolder folder("programs");
+    const std::string state = folder.Path("state");
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"ls", "/dev/nvme0"}, "/dev/nvme0\n"},
+        {{"sh", "-c", "ls /dev | grep -x nvme0; echo /dev/nvme*"}, "nvme0\n/dev/nvme0\n"},
+    };
+    for (const auto& [command, output] : cases) {
+        SCOPED_TRACE(command.back());
+        const auto run = testing_support::RunUnderSimulator("demo", command, state);
+        EXPECT_EQ(run.exit_code, 0);
+        EXPECT_EQ(run.output, output);
+    }
+    const auto smart =
+        testing_support::RunUnderSimulator("demo", {"smartctl", "-x", "-j", "/dev/nvme0"}, state);
+    ASSERT_EQ(smart.exit_code, 0) << smart.output.substr(0, 2000);
+    const Json::Value report = testing_support::ParseJson(smart.output);
+    EXPECT_EQ(report["model_name"].asString() + "|" + report["serial_number"].asString(),
+              "Brantix Sim Rich 2TB NVMe 1.4|RICH14000000000042");
+}
+
 }  // namespace

@@ -13,6 +13,9 @@ TEST(TraceLog, FileHoldsEveryLineAndTheConsoleOnlyItsOwn) {
     orka::SetLogSeverity(orka::Severity::verbose);
     testing::internal::CaptureStdout();
     FILE_LOG_INFO << "file only";
+    // Held until the file is known, then written there first, over the earlier file.
+    EXPECT_EQ(testing_support::ReadFile(orka::TRACELOG_NAME), "an earlier run\n");
+    ASSERT_TRUE(orka::SwitchTraceLogFile(orka::TRACELOG_NAME));
     LOG_INFO << "info line";
     LOG_DEBUG << "debug line";
     LOG_ERROR << "error line";
@@ -33,8 +36,11 @@ TEST(TraceLog, FileHoldsEveryLineAndTheConsoleOnlyItsOwn) {
                   "<stamp>  VERB  [TestBody@<line>] verbose line",
                   "<stamp>  FATAL [TestBody@<line>] fatal line",
               }));
-    orka::InitTraceLog();  // a second start in the process begins a fresh file
-    EXPECT_EQ(testing_support::ReadFile(orka::TRACELOG_NAME), "");
+    orka::InitTraceLog();  // a second start in the process holds its records afresh
+    LOG_INFO << "second";
+    EXPECT_EQ(orka::WriteHeldTraceLog(), folder.Path("first.trace-1.log"));
+    EXPECT_EQ(testing_support::TraceLines(folder.Path("first.trace-1.log")),
+              std::vector<std::string>{"<stamp>  second"});
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ TEST(Text, HelpersGiveExactTexts) {
              "'\n @ ReadLogPage source/orka/source/logpage 42"},
         {Thrown([&] { orka::WriteJsonFile(unwritable, json); }),
          "Could not open file to write JSON data to '" + unwritable +
-             "'\n @ ReadLogPage source/orka/source/logpage 42"},
+             "': No such file or directory\n @ ReadLogPage source/orka/source/logpage 42"},
         {Thrown([&] { orka::ConvertStringToJson("[1 2]", json); }),
          "Failed to convert string to Json\n @ ReadLogPage source/orka/source/logpage 42"},
     };

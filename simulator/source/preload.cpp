@@ -18,6 +18,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
@@ -340,12 +341,18 @@ void NoteBlockNodes(Simulation& sim) {
 }
 
 // Builds the tree that stands for the owned sysfs paths, once per profile
-// content; concurrent builders race harmlessly through a rename.
+// content, inside the state folder: it goes with a run's own state folder and
+// is reused with the default one. Concurrent builders race harmlessly through
+// a rename.
 void BuildTree(Simulation& sim) {
     NoteBlockNodes(sim);
     const Profile& profile = *sim.profile;
-    sim.root =
-        TempDir() + "/brantix-sim-" + std::to_string(getuid()) + "-" + HexText(Hash("8\n" + profile.text));
+    std::string state = sim.context.state_dir;
+    if (state.empty() || state[0] != '/') {
+        char cwd[PATH_MAX];
+        state = std::string(getcwd(cwd, sizeof cwd) != nullptr ? cwd : "") + "/" + state;
+    }
+    sim.root = state + "/tree-" + HexText(Hash("9\n" + profile.text));
     sim.owned = {"/sys/block",
                  "/sys/class/nvme",
                  "/sys/class/nvme-subsystem",
@@ -702,6 +709,73 @@ mode_t ModeOf(int flags, va_list args) {
     return (flags & (O_CREAT | O_TMPFILE)) != 0 ? static_cast<mode_t>(va_arg(args, int)) : 0;
 }
 
+// A listing of /dev: the real entries, then a character device entry for each
+// simulated controller the real folder lacks.
+struct DeviceListing {
+    std::vector<std::string> missing;  // "nvme<N>" not yet returned
+    struct dirent entry;
+    struct dirent64 entry64;
+};
+
+// Guards the listings alone: a listing is read while the simulation is locked
+// too (a folder of captures is listed while the profile loads).
+std::mutex listing_mutex;
+
+// Open listings of /dev by stream, made on first use (never in a constructor).
+std::map<DIR*, DeviceListing>& DeviceListings() {
+    static auto* listings = new std::map<DIR*, DeviceListing>();
+    return *listings;
+}
+
+// Starts the listing of `stream` when `path` is /dev and drives are simulated.
+void WatchDeviceFolder(const char* path, DIR* stream) {
+    if (guard_depth > 0 || stream == nullptr || path == nullptr || Tidy(path) != "/dev") {
+        return;
+    }
+    Guard guard;
+    std::vector<std::string> missing;
+    {
+        std::lock_guard<std::mutex> lock(simulation_mutex);
+        Simulation* sim = Current();
+        if (sim == nullptr) {
+            return;
+        }
+        for (const auto& drive : sim->profile->drives) {
+            missing.push_back("nvme" + std::to_string(drive.controller));
+        }
+    }
+    std::lock_guard<std::mutex> lock(listing_mutex);
+    DeviceListings()[stream].missing = missing;
+}
+
+// The next entry of a watched listing: `real` (the C library's next entry,
+// or null at the end) or, after the end, a simulated controller.
+template <typename Entry>
+Entry* NextDeviceEntry(DIR* stream, Entry* real, Entry DeviceListing::*slot) {
+    std::lock_guard<std::mutex> lock(listing_mutex);
+    auto& listings = DeviceListings();
+    const auto found = listings.find(stream);
+    if (found == listings.end()) {
+        return real;
+    }
+    auto& missing = found->second.missing;
+    if (real != nullptr) {
+        missing.erase(std::remove(missing.begin(), missing.end(), std::string(real->d_name)), missing.end());
+        return real;
+    }
+    if (missing.empty()) {
+        return nullptr;
+    }
+    Entry& entry = found->second.*slot;
+    memset(&entry, 0, sizeof entry);
+    entry.d_ino = 1;
+    entry.d_type = DT_CHR;
+    entry.d_reclen = sizeof entry;
+    snprintf(entry.d_name, sizeof entry.d_name, "%s", missing.front().c_str());
+    missing.erase(missing.begin());
+    return &entry;
+}
+
 }  // namespace
 }  // namespace brantix_sim
 
@@ -856,7 +930,28 @@ int __lxstat64(int version, const char* path, struct stat64* buf) {
 
 DIR* opendir(const char* path) {
     NEXT(opendir);
-    return WithPath(path, [&](const char* p) { return next_opendir(p); });
+    DIR* stream = WithPath(path, [&](const char* p) { return next_opendir(p); });
+    WatchDeviceFolder(path, stream);
+    return stream;
+}
+
+struct dirent* readdir(DIR* stream) {
+    NEXT(readdir);
+    return NextDeviceEntry(stream, next_readdir(stream), &DeviceListing::entry);
+}
+
+struct dirent64* readdir64(DIR* stream) {
+    NEXT(readdir64);
+    return NextDeviceEntry(stream, next_readdir64(stream), &DeviceListing::entry64);
+}
+
+int closedir(DIR* stream) {
+    NEXT(closedir);
+    {
+        std::lock_guard<std::mutex> lock(listing_mutex);
+        DeviceListings().erase(stream);
+    }
+    return next_closedir(stream);
 }
 
 int scandir(const char* path, struct dirent*** list, int (*filter)(const struct dirent*),

@@ -21,7 +21,7 @@ namespace {
 using F = Field;
 
 // Identify Controller data structure (CNS 01h).
-const std::vector<Field> IDENTIFY_CONTROLLER = {
+constexpr Field IDENTIFY_CONTROLLER[] = {
     {"VID", 0, 2},
     {"SSVID", 2, 2},
     {"SN", 4, 20, F::kAscii},
@@ -106,7 +106,7 @@ const std::vector<Field> IDENTIFY_CONTROLLER = {
 };
 
 // Power state descriptor, 32 bytes each from byte 2048.
-const std::vector<Field> POWER_STATE = {
+constexpr Field POWER_STATE[] = {
     {"MP", 0, 2},
     {"MXPS", 3, 1, F::kInt, 0, 1},
     {"NOPS", 3, 1, F::kInt, 1, 1},
@@ -124,7 +124,7 @@ const std::vector<Field> POWER_STATE = {
 };
 
 // Identify Namespace data structure (CNS 00h).
-const std::vector<Field> IDENTIFY_NAMESPACE = {
+constexpr Field IDENTIFY_NAMESPACE[] = {
     {"NSZE", 0, 8},
     {"NCAP", 8, 8},
     {"NUSE", 16, 8},
@@ -160,20 +160,20 @@ const std::vector<Field> IDENTIFY_NAMESPACE = {
 };
 
 // LBA format, 4 bytes each from byte 128.
-const std::vector<Field> LBA_FORMAT = {
+constexpr Field LBA_FORMAT[] = {
     {"MS", 0, 2},
     {"LBADS", 2, 1},
     {"RP", 3, 1, F::kInt, 0, 2},
 };
 
 // Error information log entry (log 01h), 64 bytes each.
-const std::vector<Field> ERROR_ENTRY = {
+constexpr Field ERROR_ENTRY[] = {
     {"ERRCNT", 0, 8}, {"SQID", 8, 2},  {"CID", 10, 2},    {"STS", 12, 2}, {"PEL", 14, 2},  {"LBA", 16, 8},
     {"NS", 24, 4},    {"VSIA", 28, 1}, {"TRTYPE", 29, 1}, {"CSI", 32, 8}, {"TTSI", 40, 2},
 };
 
 // SMART / Health Information log (02h); also the data of a SMART snapshot event.
-const std::vector<Field> SMART_HEALTH = {
+constexpr Field SMART_HEALTH[] = {
     {"CW", 0, 1},        {"CTEMP", 1, 2},    {"AVSP", 3, 1},     {"AVSPT", 4, 1},     {"PUSED", 5, 1},
     {"EGCWS", 6, 1},     {"DUR", 32, 16},    {"DUW", 48, 16},    {"HRC", 64, 16},     {"HWC", 80, 16},
     {"CBT", 96, 16},     {"PWRC", 112, 16},  {"POH", 128, 16},   {"UNSAFE", 144, 16}, {"MEDERR", 160, 16},
@@ -183,7 +183,7 @@ const std::vector<Field> SMART_HEALTH = {
 };
 
 // Firmware Slot Information log (03h).
-const std::vector<Field> FIRMWARE_SLOT = {
+constexpr Field FIRMWARE_SLOT[] = {
     {"AFI", 0, 1},
     {"FRS1", 8, 8, F::kAscii},
     {"FRS2", 16, 8, F::kAscii},
@@ -195,8 +195,8 @@ const std::vector<Field> FIRMWARE_SLOT = {
 };
 
 // Device Self-test log (06h): header and 28-byte result entries from byte 4.
-const std::vector<Field> SELF_TEST_HEADER = {{"CDSTO", 0, 1}, {"CDSTC", 1, 1}};
-const std::vector<Field> SELF_TEST_ENTRY = {
+constexpr Field SELF_TEST_HEADER[] = {{"CDSTO", 0, 1}, {"CDSTC", 1, 1}};
+constexpr Field SELF_TEST_ENTRY[] = {
     {"STC", 0, 1, F::kInt, 4, 4},
     {"RESULT", 0, 1, F::kInt, 0, 4},
     {"SEGN", 1, 1},
@@ -210,7 +210,7 @@ const std::vector<Field> SELF_TEST_ENTRY = {
 };
 
 // Telemetry host- and controller-initiated logs (07h, 08h), header block.
-const std::vector<Field> TELEMETRY_HEADER = {
+constexpr Field TELEMETRY_HEADER[] = {
     {"IEEE", 5, 3},
     {"DA1LB", 8, 2},
     {"DA2LB", 10, 2},
@@ -221,7 +221,7 @@ const std::vector<Field> TELEMETRY_HEADER = {
 };
 
 // Persistent Event Log (0Dh) header and event header.
-const std::vector<Field> EVENT_LOG_HEADER = {
+constexpr Field EVENT_LOG_HEADER[] = {
     {"TNEV", 4, 4},
     {"TLL", 8, 8},
     {"LRV", 16, 1},
@@ -236,27 +236,27 @@ const std::vector<Field> EVENT_LOG_HEADER = {
     {"SUBNQN", 116, 256, F::kAsciiNul},
     {"SEB", 480, 32, F::kBytes},
 };
-const std::vector<Field> EVENT_HEADER = {
+constexpr Field EVENT_HEADER[] = {
     {"ETYPE", 0, 1}, {"ETYPREV", 1, 1}, {"CNTLID", 4, 2}, {"EVTTS", 6, 8}, {"PELPID", 14, 2}, {"VSIL", 20, 2},
 };
-const std::vector<Field> EVENT_FIRMWARE_COMMIT = {
+constexpr Field EVENT_FIRMWARE_COMMIT[] = {
     {"OFW", 0, 8, F::kAscii}, {"NFW", 8, 8, F::kAscii}, {"FWCA", 16, 1}, {"FWCS", 17, 2}, {"FWCRS", 19, 2},
 };
-const std::vector<Field> EVENT_TIMESTAMP_CHANGE = {{"PTS", 0, 8}, {"CUCT", 8, 8}};
-const std::vector<Field> EVENT_HARDWARE_ERROR = {{"HEC", 0, 2}, {"ADHEI", 4, 32, F::kBytes}};
-const std::vector<Field> EVENT_THERMAL_EXCURSION = {{"OVTMP", 0, 1}, {"THRSHLD", 1, 1}};
+constexpr Field EVENT_TIMESTAMP_CHANGE[] = {{"PTS", 0, 8}, {"CUCT", 8, 8}};
+constexpr Field EVENT_HARDWARE_ERROR[] = {{"HEC", 0, 2}, {"ADHEI", 4, 32, F::kBytes}};
+constexpr Field EVENT_THERMAL_EXCURSION[] = {{"OVTMP", 0, 1}, {"THRSHLD", 1, 1}};
 
 // Sanitize Status log (81h).
-const std::vector<Field> SANITIZE_STATUS = {
+constexpr Field SANITIZE_STATUS[] = {
     {"SPROG", 0, 2}, {"SSTAT", 2, 2},   {"SCDW10", 4, 4},   {"ETO", 8, 4},      {"ETBE", 12, 4},
     {"ETCE", 16, 4}, {"ETONDA", 20, 4}, {"ETBENDA", 24, 4}, {"ETCENDA", 28, 4},
 };
 
 // Feature data buffers.
-const std::vector<Field> APST_ENTRY = {{"ITPS", 0, 1, F::kInt, 3, 5}, {"ITPT", 1, 3}};
-const std::vector<Field> HOST_MEMORY_BUFFER = {
+constexpr Field APST_ENTRY[] = {{"ITPS", 0, 1, F::kInt, 3, 5}, {"ITPT", 1, 3}};
+constexpr Field HOST_MEMORY_BUFFER[] = {
     {"HSIZE", 0, 4}, {"HMDLAL", 4, 4}, {"HMDLAU", 8, 4}, {"HMDLEC", 12, 4}};
-const std::vector<Field> TIMESTAMP = {
+constexpr Field TIMESTAMP[] = {
     {"TIMESTAMP", 0, 6}, {"SYNCH", 6, 1, F::kInt, 0, 1}, {"TO", 6, 1, F::kInt, 1, 3}};
 
 using Wide = unsigned __int128;
@@ -339,8 +339,8 @@ void WriteLe(Bytes& image, size_t offset, size_t size, uint64_t value) {
     }
 }
 
-void EncodeArray(const Json::Value& source, const char* key, const std::vector<Field>& table, Bytes& image,
-                 size_t base, size_t stride, size_t limit, const std::string& where) {
+void EncodeArray(const Json::Value& source, const char* key, FieldTable table, Bytes& image, size_t base,
+                 size_t stride, size_t limit, const std::string& where) {
     const Json::Value& list = source[key];
     if (list.isNull()) {
         return;
@@ -355,7 +355,7 @@ void EncodeArray(const Json::Value& source, const char* key, const std::vector<F
 }
 
 // Encodes `source` but for the keys in `skip`, which the caller handles.
-void EncodeExcept(const Json::Value& source, const std::vector<Field>& table, Bytes& image, size_t base,
+void EncodeExcept(const Json::Value& source, FieldTable table, Bytes& image, size_t base,
                   const std::string& where, const std::set<std::string>& skip) {
     Json::Value rest(Json::objectValue);
     for (const auto& name : source.getMemberNames()) {
@@ -418,18 +418,18 @@ Bytes EncodeEventLog(const Json::Value& source, const std::string& where) {
         // size of that data; other types take raw "data" only.
         static const struct {
             unsigned type;
-            const std::vector<Field>* fields;
+            FieldTable fields;
             size_t size;
-        } NAMED_EVENT_DATA[] = {{0x01, &SMART_HEALTH, 512},
-                                {0x02, &EVENT_FIRMWARE_COMMIT, 24},
-                                {0x03, &EVENT_TIMESTAMP_CHANGE, 16},
-                                {0x05, &EVENT_HARDWARE_ERROR, 4},
-                                {0x0D, &EVENT_THERMAL_EXCURSION, 4}};
+        } NAMED_EVENT_DATA[] = {{0x01, SMART_HEALTH, 512},
+                                {0x02, EVENT_FIRMWARE_COMMIT, 24},
+                                {0x03, EVENT_TIMESTAMP_CHANGE, 16},
+                                {0x05, EVENT_HARDWARE_ERROR, 4},
+                                {0x0D, EVENT_THERMAL_EXCURSION, 4}};
         Bytes data;
-        const std::vector<Field>* table = nullptr;
+        const FieldTable* table = nullptr;
         for (const auto& named : NAMED_EVENT_DATA) {
             if (named.type == type) {
-                table = named.fields;
+                table = &named.fields;
                 data.resize(named.size, 0);
             }
         }
@@ -766,7 +766,7 @@ const Drive* Profile::FindDrive(unsigned controller) const {
     return nullptr;
 }
 
-void EncodeFields(const Json::Value& source, const std::vector<Field>& table, Bytes& image, size_t base,
+void EncodeFields(const Json::Value& source, FieldTable table, Bytes& image, size_t base,
                   const std::string& where) {
     if (source.isNull()) {
         return;
@@ -1009,7 +1009,8 @@ Profile LoadProfile(const std::string& path, const std::string& drive_patch) {
     std::ostringstream content;
     content << in.rdbuf();
     // A profile may stand for another one: {"same as": "rich-1.4.json"}, a
-    // path relative to its own folder.
+    // path relative to its own folder, with its own "drive patch" laid over
+    // each drive before the patch of the environment.
     Json::CharReaderBuilder builder;
     Json::Value root;
     std::string errors;
@@ -1018,7 +1019,21 @@ Profile LoadProfile(const std::string& path, const std::string& drive_patch) {
         root.isMember("same as")) {
         const auto slash = path.rfind('/');
         const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
-        Profile profile = LoadProfile(folder + "/" + root["same as"].asString(), drive_patch);
+        std::string patch = drive_patch;
+        if (root["drive patch"].isObject()) {
+            Json::Value combined = root["drive patch"];
+            Json::Value given;
+            std::istringstream given_in(drive_patch);
+            if (!drive_patch.empty() &&
+                (!Json::parseFromStream(builder, given_in, &given, &errors) || !given.isObject())) {
+                throw ProfileError("drive patch: not a JSON object: " + drive_patch);
+            }
+            if (!drive_patch.empty()) {
+                Merge(combined, given);
+            }
+            patch = Json::writeString(Json::StreamWriterBuilder(), combined);
+        }
+        Profile profile = LoadProfile(folder + "/" + root["same as"].asString(), patch);
         profile.path = path;
         return profile;
     }

@@ -191,7 +191,22 @@ struct Field {
     uint8_t shift = 0;
     uint8_t bits = 0;  // 0: the whole field
 };
-void EncodeFields(const Json::Value& source, const std::vector<Field>& table, Bytes& image, size_t base,
+// A table of fields: a view of a constant array. The tables are constant
+// data, ready before any constructor runs: the preload library's hooks are
+// called from other libraries' constructors (libselinux's, for one) before
+// the library's own have run.
+class FieldTable {
+  public:
+    template <size_t N>
+    constexpr FieldTable(const Field (&fields)[N]) : begin_(fields), size_(N) {}
+    const Field* begin() const { return begin_; }
+    const Field* end() const { return begin_ + size_; }
+
+  private:
+    const Field* begin_;
+    size_t size_;
+};
+void EncodeFields(const Json::Value& source, FieldTable table, Bytes& image, size_t base,
                   const std::string& where);
 
 }  // namespace brantix_sim

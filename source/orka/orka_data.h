@@ -1177,35 +1177,4 @@ inline constexpr CatalogueRow CATALOGUE_ROWS[] = {
 };
 // clang-format on
 
-// ---------------------------------------------------------------------------
-// Command setting lists: the keys each command type requires in its command file
-// ---------------------------------------------------------------------------
-
-// The read command's list holds "read feature 16h" twice and no name for
-// feature 17h, so a read command file without a 17h key is valid.
-// clang-format off
-inline const std::vector<std::string> READINFO_PARAMETERS = {
-    "short description", "log hex data", "read system data", "read extended system data",
-    "read identify controller", "read identify namespace",
-    "read feature 01h", "read feature 02h", "read feature 03h", "read feature 04h", "read feature 05h",
-    "read feature 06h", "read feature 07h", "read feature 08h", "read feature 09h", "read feature 0Ah",
-    "read feature 0Bh", "read feature 0Ch", "read feature 0Dh", "read feature 0Eh", "read feature 0Fh",
-    "read feature 10h", "read feature 11h", "read feature 12h", "read feature 13h", "read feature 14h",
-    "read feature 15h", "read feature 16h", "read feature 16h", "read feature 18h",
-    "read log page 01h", "read log page 02h", "read log page 03h", "read log page 04h", "read log page 05h",
-    "read log page 06h", "read log page 07h", "read log page 08h", "read log page 09h", "read log page 0Ah",
-    "read log page 0Bh", "read log page 0Ch", "read log page 0Dh", "read log page 0Eh", "read log page 0Fh",
-    "read log page 10h",
-    "samples", "interval in ms", "display sample rate", "log sample rate", "compare type", "compare file",
-    "rules file", "fail limit", "high priority", "high resolution timer"};
-
-inline const std::vector<std::string> SELFTEST_PARAMETERS = {
-    "short description", "display sample interval in sec", "extended self-test", "read command times",
-    "read smart data", "abort time", "high priority", "high resolution timer"};
-
-inline const std::vector<std::string> SANITIZE_PARAMETERS = {
-    "short description", "display sample interval in sec", "sanitize type", "read command times",
-    "read smart data", "high priority", "high resolution timer"};
-// clang-format on
-
 }  // namespace orka

@@ -8,10 +8,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iomanip>
 #include <memory>
+#include <sstream>
 
 namespace orka {
 
@@ -150,28 +152,56 @@ std::string ToBigFloatNumberString(const float128& value, int precision) {
 // JSON files
 // ---------------------------------------------------------------------------
 
-void ReadJsonFile(const std::string& path, Json::Value& value) {
+std::string ParseJsonFile(const std::string& path, Json::Value& value) {
     const TimePoint start = std::chrono::system_clock::now();
+    errno = 0;
     std::ifstream file(path);
     if (!file.is_open()) {
+        return std::strerror(errno != 0 ? errno : ENOENT);
+    }
+    Json::CharReaderBuilder builder;
+    std::string errors;
+    try {
+        if (!Json::parseFromStream(builder, file, &value, &errors)) {
+            // "* Line 3, Column 5\n  Missing ',' or '}' in object declaration\n...": the first fault, on one
+            // line.
+            std::istringstream lines(errors);
+            std::string where;
+            std::string what;
+            std::getline(lines, where);
+            std::getline(lines, what);
+            const auto text = where.find("Line");
+            const auto reason = what.find_first_not_of(' ');
+            return (text == std::string::npos ? where : where.substr(text)) +
+                   (reason == std::string::npos ? "" : ": " + what.substr(reason));
+        }
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    LOG_DEBUG << "Read JSON data from file '" << path << "' in " << GetHiResDiffTimeString(start, 3);
+    return "";
+}
+
+void ReadJsonFile(const std::string& path, Json::Value& value) {
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored)) {
         throw OrkaError("Could not open file to read JSON data '" + path + "'");
     }
-    try {
-        file >> value;
-    } catch (...) {
-        throw OrkaError("Failed parsing JSON data from file '" + path + "'");
+    const std::string fault = ParseJsonFile(path, value);
+    if (!fault.empty()) {
+        throw OrkaError("Failed parsing JSON data from file '" + path + "': " + fault);
     }
-    file.close();
-    LOG_DEBUG << "Read JSON data from file '" << path << "' in " << GetHiResDiffTimeString(start, 3);
 }
 
 void WriteFileByRename(const std::string& path, const std::function<void(std::ostream&)>& fill) {
     // The text goes to a temporary name beside the target and is renamed into place, so an
     // interrupted run or a full disk never leaves a truncated file under the real name.
     const std::string partial = path + ".partial-" + std::to_string(::getpid());
+    errno = 0;
     std::ofstream file(partial, std::ios::out | std::ios::trunc);
     if (!file.is_open()) {
-        throw OrkaError("Could not open file to write JSON data to '" + path + "'");
+        throw OrkaError("Could not open file to write JSON data to '" + path +
+                        "': " + std::strerror(errno != 0 ? errno : EACCES));
     }
     fill(file);
     file.close();

@@ -77,6 +77,9 @@ std::string ToBigFloatNumberString(const float128& value, int precision);
 // JSON files and raw data
 // ---------------------------------------------------------------------------
 
+// Reads one JSON document; returns empty, or what is wrong: the system's reason when the file cannot
+// be read, "Line <l>, Column <c>: <fault>" when it is not JSON.
+std::string ParseJsonFile(const std::string& path, Json::Value& value);
 void ReadJsonFile(const std::string& path, Json::Value& value);
 // Writes the file through `fill` under a temporary name beside it, then renames it into place; a
 // failed write throws OrkaError naming `path` and leaves whatever stood there before.
@@ -125,12 +128,19 @@ constexpr int CONSOLE_LOGGER = 1;
 // that directory exists.
 extern std::string TRACELOG_NAME;
 
-// Deletes an old trace file of that name and creates both loggers at info
-// severity (once per process; later calls only reset the severities).
+// Creates both loggers at info severity (once per process; later calls reset
+// the severities). The trace file's records are held in memory, touching no
+// file, until SwitchTraceLogFile or WriteHeldTraceLog gives them a file.
 void InitTraceLog();
-// Points the file appender at a new path; an existing file there is deleted.
-// False, and the appender keeps its file, when the new one cannot be opened.
+// Points the file appender at a new path, writing the held records first; an
+// existing file there is deleted. False, and the appender keeps its file (or
+// goes on holding), when the new one cannot be opened.
 bool SwitchTraceLogFile(const std::string& path);
+// For a run that ends before its log directory is known: writes the held
+// records to TRACELOG_NAME when no file of that name exists, else beside it
+// under the first free name "<stem>-<n><suffix>", and goes on writing there.
+// Returns the path, or empty when nothing was held or no file could be made.
+std::string WriteHeldTraceLog();
 void SetLogSeverity(Severity severity);  // both instances
 Severity GetLogSeverity(int instance);
 bool LogEnabled(int instance, Severity severity);

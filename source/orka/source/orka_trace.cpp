@@ -1,10 +1,12 @@
 // The trace log: two spdlog loggers wired so that one statement reaches the
 // console (message only) and the trace file (time stamp, and for diagnostic
 // severities also the severity and origin).
+#include <fcntl.h>
 #include <spdlog/details/file_helper.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <ctime>
@@ -120,40 +122,58 @@ class OrkaFormatter : public spdlog::formatter {
     std::unique_ptr<spdlog::formatter> clone() const override { return std::make_unique<OrkaFormatter>(); }
 };
 
-// The file appender. It never rolls; it can be pointed at another file. When
-// a file cannot be opened the appender keeps the one it has (or, at start,
-// none: records then reach the console only).
+// Records held before the trace has a file are kept up to this size; later ones reach the console only.
+constexpr std::size_t MAX_HELD_TRACE = 16 * 1024 * 1024;
+
+// The file appender. It never rolls; it can be pointed at another file. Until it has a file it holds
+// the records in memory, so that no file is touched before the run knows where its trace belongs; the
+// held records go into the first file it is pointed at. When a file cannot be opened the appender
+// keeps what it has.
 class TraceFileSink : public spdlog::sinks::base_sink<std::mutex> {
   public:
-    explicit TraceFileSink(const std::string& path) {
-        set_formatter_(std::make_unique<OrkaTxtFormatter>());
-        Switch(path);
+    TraceFileSink() { set_formatter_(std::make_unique<OrkaTxtFormatter>()); }
+    // Drops the file and any held records and holds the records to come.
+    void Hold() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        file_.reset();
+        held_.clear();
+        holding_ = true;
     }
-    // Deletes an old file of that name and writes to a new one there; false
-    // when it cannot be opened.
+    bool Holding() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return holding_;
+    }
+    // Deletes an old file of that name and writes to a new one there, starting with the held records;
+    // false when it cannot be opened.
     bool Switch(const std::string& path) {
         std::lock_guard<std::mutex> lock(mutex_);
         std::error_code ignored;
         std::filesystem::remove(path, ignored);
-        auto next = std::make_unique<spdlog::details::file_helper>();
-        try {
-            next->open(path, false);
-        } catch (const spdlog::spdlog_ex&) {
+        return Open(path);
+    }
+    // Writes the held records to a new file at `path`; false, touching nothing, when a file of that name
+    // exists or cannot be made.
+    bool WriteNew(const std::string& path) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+        if (fd < 0) {
             return false;
         }
-        file_ = std::move(next);
-        return true;
+        ::close(fd);
+        return Open(path);
     }
 
   protected:
     void sink_it_(const spdlog::details::log_msg& msg) override {
-        if (!file_) {
-            return;
-        }
         spdlog::memory_buf_t formatted;
-        formatter_->format(msg, formatted);
-        file_->write(formatted);
-        file_->flush();
+        if (file_) {
+            formatter_->format(msg, formatted);
+            file_->write(formatted);
+            file_->flush();
+        } else if (holding_ && held_.size() < MAX_HELD_TRACE) {
+            formatter_->format(msg, formatted);
+            held_.append(formatted.data(), formatted.size());
+        }
     }
     void flush_() override {
         if (file_) {
@@ -162,7 +182,28 @@ class TraceFileSink : public spdlog::sinks::base_sink<std::mutex> {
     }
 
   private:
+    bool Open(const std::string& path) {
+        auto next = std::make_unique<spdlog::details::file_helper>();
+        try {
+            next->open(path, false);
+            if (holding_) {
+                spdlog::memory_buf_t held;
+                held.append(held_.data(), held_.data() + held_.size());
+                next->write(held);
+                next->flush();
+            }
+        } catch (const spdlog::spdlog_ex&) {
+            return false;
+        }
+        file_ = std::move(next);
+        held_.clear();
+        holding_ = false;
+        return true;
+    }
+
     std::unique_ptr<spdlog::details::file_helper> file_;
+    std::string held_;
+    bool holding_ = true;
 };
 
 // Hands every record on to another logger, which applies its own threshold.
@@ -197,13 +238,9 @@ spdlog::logger* Logger(int instance) {
 }  // namespace
 
 void InitTraceLog() {
-    std::error_code ignored;
-    if (std::filesystem::exists(TRACELOG_NAME, ignored)) {
-        std::filesystem::remove(TRACELOG_NAME, ignored);
-    }
     static TraceLoggers trace = [] {
         TraceLoggers made;
-        made.fileSink = std::make_shared<TraceFileSink>(TRACELOG_NAME);
+        made.fileSink = std::make_shared<TraceFileSink>();
         auto console = std::make_shared<spdlog::sinks::stdout_color_sink_mt>();
         console->set_formatter(std::make_unique<OrkaFormatter>());
         made.loggers[FILE_LOGGER] = std::make_shared<spdlog::logger>("trace", made.fileSink);
@@ -212,16 +249,36 @@ void InitTraceLog() {
             spdlog::sinks_init_list{std::make_shared<LoggerSink>(made.loggers[FILE_LOGGER]), console});
         return made;
     }();
-    if (g_trace != nullptr) {
-        // A second start in the same process begins a fresh file.
-        trace.fileSink->Switch(TRACELOG_NAME);
-    }
+    // A second start in the same process holds its records afresh.
+    trace.fileSink->Hold();
     g_trace = &trace;
     SetLogSeverity(Severity::info);
 }
 
 bool SwitchTraceLogFile(const std::string& path) {
     return g_trace != nullptr && g_trace->fileSink->Switch(path);
+}
+
+std::string WriteHeldTraceLog() {
+    if (g_trace == nullptr || !g_trace->fileSink->Holding()) {
+        return "";
+    }
+    const std::filesystem::path name = TRACELOG_NAME;
+    const std::string stem = name.stem().string();
+    const std::string suffix = name.extension().string();
+    for (unsigned int i = 0; i < 1000; ++i) {
+        const std::string path =
+            i == 0 ? name.string()
+                   : (name.parent_path() / (stem + "-" + std::to_string(i) + suffix)).string();
+        if (g_trace->fileSink->WriteNew(path)) {
+            return path;
+        }
+        std::error_code ignored;
+        if (!std::filesystem::exists(path, ignored)) {
+            break;  // not a name taken, a folder that takes no files
+        }
+    }
+    return "";
 }
 
 void SetLogSeverity(Severity severity) {
