@@ -122,11 +122,12 @@ std::string ChangedParameters(const Json::Value& a, const Json::Value& b) {
     return changed;
 }
 
-// The captures of real controllers the real-kernel tier saved in tests/vm/captures, replayed on the controller
-// number of their "OS Location" and read again. scripts/vm-test points BRANTIX_VM_CAPTURES at the ones its
-// run has just made, which are replayed the same way and compared with the saved capture of the same name:
-// made by the same firmware revision (the same QEMU, the same kernel), they must show the same parameters
-// but for the clocks; a new revision's differences are listed and left to whoever refreshes the captures.
+// The captures of real controllers the real-kernel tier saved in tests/vm/captures, replayed on the
+// controller number of their "OS Location" and read again. scripts/vm-test points BRANTIX_VM_CAPTURES at the
+// ones its run has just made, which are replayed the same way and compared with the saved capture of the same
+// name: made by the same firmware revision (the same QEMU, the same kernel), they must show the same
+// parameters but for the clocks; a new revision's differences are listed and left to whoever refreshes the
+// captures.
 TEST(Replay, RealControllerCapturesReproduceThemselves) {
     const std::filesystem::path saved = std::string(BRANTIX_SOURCE_DIR) + "/tests/vm/captures";
     const char* fresh = getenv("BRANTIX_VM_CAPTURES");
