@@ -263,6 +263,9 @@ if [ "$boot" = multipath ]; then
     # sample; with a fail limit of 0 that ends with 22.
     step brantix-read-rules 22 /vm/brantix /vm/read-rules --nvme 0 -d "$out/read-rules"
     step brantix-missing-drive 19 /vm/brantix /vm/read-all --nvme 7 -d "$out/missing-drive"
+    # A capture of the controller, replayed on the host by scripts/vm-test
+    # and compared with tests/vm/captures.
+    step capture-qemu-pcie 0 /vm/brantix /vm/capture --nvme 0 -d "$out/captures/qemu-pcie"
 
     # The kernel's target and the controller whose only namespace is NSID 2,
     # each cross-checked like the first (the error log after brantix's read,
@@ -270,6 +273,9 @@ if [ "$boot" = multipath ]; then
     clients tcp "$tcp" 1
     check verdicts tcp/brantix-read-all 0 /vm/brantix /vm/read-all --nvme "$tcp" -d "$out/tcp/read-all"
     nvme error-log "/dev/nvme$tcp" -o json > "$out/tcp/error-log.out" 2> "$out/tcp/error-log.err"
+    # The target's capture: its error log holds the entries of the features
+    # the runs above had refused, as many in every run of this script.
+    step capture-nvmet-tcp 0 /vm/brantix /vm/capture --nvme "$tcp" -d "$out/captures/nvmet-tcp"
     clients nsid2 "$nsid2" 2
     check verdicts nsid2/brantix-read-all 0 /vm/brantix /vm/read-all --nvme "$nsid2" \
         -d "$out/nsid2/read-all"
