@@ -12,8 +12,8 @@ set -euo pipefail
 repo=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "${1:-$repo/build}" && pwd)
 # Drive 0 is a healthy drive, drive 1 one at the end of its life.
-healthy_profile=plain-1.2.1
-worn_profile=fleet-worn
+healthy_profile=demo
+worn_profile=worn
 started=$SECONDS
 scratch=$(mktemp -d)
 pids=()
@@ -48,12 +48,13 @@ done
 # drive 1's fault list ("" for none).
 profile_drive() {
     local file=$repo/simulator/profiles/$1.json
-    local same
+    local same patch
     same=$(jq -r '."same as" // empty' "$file")
+    patch=$(jq '."drive patch" // {}' "$file")
     if [ -n "$same" ]; then
         file=$repo/simulator/profiles/$same
     fi
-    jq '.drives[0]' "$file"
+    jq --argjson patch "$patch" '.drives[0] * $patch' "$file"
 }
 write_profile() {
     jq -n --argjson healthy "$(profile_drive "$healthy_profile")" --argjson worn "$(profile_drive "$worn_profile")" \
@@ -62,8 +63,8 @@ write_profile() {
                      "product_name": "Simulated Server"},
             "drives": [
                 ($healthy | .controller = 0),
-                ($worn | .controller = 1 | .pci.address = "0000:02:00.0"
-                       | .pci.upstream.address = "0000:00:1d.0" | .pci.upstream.secondary_bus_number = "2"
+                ($worn | .controller = 1 | .pci.address = "0000:03:00.0"
+                       | .pci.upstream.address = "0000:00:1e.0" | .pci.upstream.secondary_bus_number = "3"
                        | if $faults == "" then . else .faults = $faults end)
             ]}' >"$scratch/fleet.json"
 }
