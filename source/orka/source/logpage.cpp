@@ -596,12 +596,12 @@ unsigned long long MaxTransferLength(unsigned char mdts, unsigned long long kern
     return limit;
 }
 
-int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& info, Json::Value& record,
-               const Json::Value& settings, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
-               unsigned int& highest_version) {
-    if (!settings[SwitchName(logId)].asBool()) {
-        return 0;
-    }
+namespace {
+
+// GetLogPage of a page whose switch is on, with the kernel's transfer limit already looked up.
+int CollectLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& info, Json::Value& record,
+                   const Json::Value& settings, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+                   unsigned int& highest_version, unsigned long long kernel_kib) {
     const std::string failed = "Failed to read log page " + ToHexString(logId, 2) + " : ";
     try {
         if (length == 0 || length > MAX_LOG_PAGE_LENGTH) {
@@ -610,8 +610,7 @@ int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& inf
         }
         std::vector<unsigned char> buffer(length, 0);
         Json::Value& commands = CommandList(info);
-        const unsigned long long max_transfer =
-            MaxTransferLength(controller.MDTS, KernelTransferKib(settings));
+        const unsigned long long max_transfer = MaxTransferLength(controller.MDTS, kernel_kib);
         const bool offsets = GetBits(controller.LPA, Bit(2)) == 1;
         const bool optional = !MandatoryLogPage(logId);
         if (logId == 0x0D) {
@@ -654,18 +653,33 @@ int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& inf
     return 1;
 }
 
+}  // namespace
+
+int GetLogPage(unsigned int logId, unsigned int length, int fd, Json::Value& info, Json::Value& record,
+               const Json::Value& settings, const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller,
+               unsigned int& highest_version) {
+    if (!settings[SwitchName(logId)].asBool()) {
+        return 0;
+    }
+    return CollectLogPage(logId, length, fd, info, record, settings, controller, highest_version,
+                          KernelTransferKib(settings));
+}
+
 void GetLogPages(int fd, Json::Value& info, Json::Value& record, const Json::Value& settings,
                  const ORKA_NVME_IDENTIFY_CONTROLLER_DATA& controller, unsigned int& highest_version) {
+    // The kernel's limit is looked up in sysfs once for all the pages of a sample.
+    const unsigned long long kernel_kib = KernelTransferKib(settings);
     const auto page = [&](unsigned int logId, unsigned long long length) {
-        if (length > MAX_LOG_PAGE_LENGTH) {
-            if (settings[SwitchName(logId)].asBool()) {
-                LOG_ERROR << "Failed to read log page " << ToHexString(logId, 2) << " : length " << length
-                          << " is not between 1 and " << MAX_LOG_PAGE_LENGTH << " bytes";
-            }
+        if (!settings[SwitchName(logId)].asBool()) {
             return;
         }
-        GetLogPage(logId, static_cast<unsigned int>(length), fd, info, record, settings, controller,
-                   highest_version);
+        if (length > MAX_LOG_PAGE_LENGTH) {
+            LOG_ERROR << "Failed to read log page " << ToHexString(logId, 2) << " : length " << length
+                      << " is not between 1 and " << MAX_LOG_PAGE_LENGTH << " bytes";
+            return;
+        }
+        CollectLogPage(logId, static_cast<unsigned int>(length), fd, info, record, settings, controller,
+                       highest_version, kernel_kib);
     };
     page(0x01, (controller.ELPE + 1ULL) * 64);
     page(0x02, LOGPAGE_02_LENGTH);
