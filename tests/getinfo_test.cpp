@@ -243,46 +243,27 @@ TEST(ReadCommand, RealDriveQuirks) {
         std::string profile = "quirks";
         std::string file = "nvme.info.json";
     } cases[] = {
-        {"-n 0",
-         "",
-         0,
-         "Get Log Page 0x06|",
-         {{"Version (VER)", "1.3.0"}, {"Self-Test 1 Result", absent}},
+        // clang-format off
+        {"-n 0", "", 0, "Get Log Page 0x06|", {{"Version (VER)", "1.3.0"}, {"Self-Test 1 Result", absent}},
          "6:1 10:1 "},
         {"-n 1", "", 0, "", {{"Version (VER)", "1.2.0"}}, "6:1 10:1 "},
         {"-n 2", "", 0, "", {{"Version (VER)", "Not Reported (before NVMe 1.2)"}}, "6:1 10:1 "},
         // A drive of NVMe 1.0 lists no active namespaces: namespace 1 counts when it shows a size.
-        {"-n 2",
-         "opcode=6,cns=2,status=0x4002",
-         0,
-         "Identify Active Namespace List|",
-         {{"Size", "1000204886016 Bytes"}},
-         "6:1 10:1 "},
-        {"-n 3",
-         "",
-         0,
-         "",
-         {{"Size", "1000204886016 Bytes"}, {"Namespace 1 Size in LBA (NSZE)", absent}},
+        {"-n 2", "opcode=6,cns=2,status=0x4002", 0, "Identify Active Namespace List|",
+         {{"Size", "1000204886016 Bytes"}}, "6:1 10:1 "},
+        {"-n 3", "", 0, "", {{"Size", "1000204886016 Bytes"}, {"Namespace 1 Size in LBA (NSZE)", absent}},
          "6:2 10:2 "},
+        {"-n 4", "", 0, "", {{"Size", absent}, {"Namespace 1 Size in LBA (NSZE)", absent}}, ""},
         {"-n 5", "", 0, "", {{"Keep Alive Timeout (KATO)", "120,000 mS"}}, "6:1 10:1 "},
         {"-n 6", "", 0, "Get Feature 8|", {{"Aggregation Time (TIME)", absent}}, "6:1 10:1 "},
         {"-n 7", "", 22, "", {{"Power On Hours", absent}}, "6:1 10:1 "},
         // The event log is read in pieces of 8 KiB up to its own length, never past it.
         {"--nvme 0", "", 0, "", {{"Persistent Event Log Size (PELS)", "64 KiB"}}, "6:1 10:1 ", "rich-pieces"},
         // Gone in the second sample: its files hold no identity of the first.
-        {"-n 1 -s 3",
-         "vanish=18",
-         22,
-         "",
-         {{"Model", absent},
-          {"Unique Description", absent},
-          {"Highest Version Detected", absent},
-          {"Size", absent},
-          {"OS Location", "/dev/nvme1"}},
-         "6:1 10:1 ",
-         "quirks",
-         "nvme.info.sample-3.json"},
-        {"-n 4", "", 0, "", {{"Size", absent}, {"Namespace 1 Size in LBA (NSZE)", absent}}, ""},
+        {"-n 1 -s 3", "vanish=18", 22, "", {{"Model", absent}, {"Unique Description", absent},
+         {"Highest Version Detected", absent}, {"Size", absent}, {"OS Location", "/dev/nvme1"}},
+         "6:1 10:1 ", "quirks", "nvme.info.sample-3.json"},
+        // clang-format on
     };
     testing_support::TempFolder folder("profiles");
     Json::Value pieces = testing_support::ProfileSource("rich-1.4");
